@@ -1,0 +1,17 @@
+#!/bin/sh
+# Installs the Debian packages named on the command line that are missing.
+# As root it uses apt-get; otherwise it says what to install and fails.
+missing=""
+for p in "$@"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+[ -z "$missing" ] && exit 0
+if [ "$(id -u)" = 0 ]; then
+  echo "installing:$missing"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq && apt-get install -y -qq $missing >/dev/null || exit 1
+else
+  echo "missing packages:$missing"
+  echo "install them with: sudo apt-get install$missing"
+  exit 1
+fi

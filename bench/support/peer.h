@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Loading a peer library at run time for side-by-side timing, and the timing
+// helpers every benchmark shares (median of repeats after a warm-up).
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+
+namespace zml::bench {
+
+// dlopen the first of `names` that loads; null when none is installed.
+void* load_peer(std::initializer_list<const char*> names, std::string* which = nullptr);
+void* peer_symbol(void* lib, const char* name);
+
+// Median wall time in seconds of `repeats` runs of fn after one warm-up run.
+double median_seconds(const std::function<void()>& fn, int repeats = 5);
+
+// Prints the common header: code path, threads, commit.
+void print_header(const char* title);
+
+}  // namespace zml::bench

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "tests/support/child.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#ifdef _WIN32
+#include <io.h>
+#include <process.h>
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace zml::test {
+
+std::string ChildResult::value(const std::string& key) const {
+  const std::string tag = "@@ " + key + " ";
+  size_t pos = 0;
+  while ((pos = out.find(tag, pos)) != std::string::npos) {
+    if (pos == 0 || out[pos - 1] == '\n') {
+      size_t start = pos + tag.size();
+      size_t end = out.find('\n', start);
+      std::string v = out.substr(start, end == std::string::npos ? end : end - start);
+      if (!v.empty() && v.back() == '\r') v.pop_back();
+      return v;
+    }
+    pos += tag.size();
+  }
+  return "";
+}
+
+bool ChildResult::has(const std::string& key) const {
+  const std::string tag = "@@ " + key + " ";
+  return out.find(tag) != std::string::npos;
+}
+
+void emit(const std::string& key, const std::string& value) {
+  std::printf("\n@@ %s %s\n", key.c_str(), value.c_str());
+  std::fflush(stdout);
+}
+
+void emit(const std::string& key, long long value) { emit(key, std::to_string(value)); }
+
+namespace {
+std::string self_path() {
+#ifdef _WIN32
+  char buf[4096];
+  DWORD n = GetModuleFileNameA(nullptr, buf, sizeof buf);
+  return std::string(buf, n);
+#else
+  char buf[4096];
+  ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
+  return n > 0 ? std::string(buf, static_cast<size_t>(n)) : std::string();
+#endif
+}
+
+std::string read_all(FILE* f) {
+  std::string s;
+  char buf[4096];
+  size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
+  return s;
+}
+}  // namespace
+
+ChildResult run_child(const std::string& name, const std::map<std::string, std::string>& env) {
+  ChildResult r;
+  const std::string exe = self_path();
+  const std::string filter = "--gtest_filter=" + name;
+#ifdef _WIN32
+  // The child inherits the environment: set, spawn, restore.
+  std::map<std::string, std::string> saved;
+  for (auto& [k, v] : env) {
+    const char* old = std::getenv(k.c_str());
+    saved[k] = old ? old : "";
+    _putenv_s(k.c_str(), v.c_str());
+  }
+  std::string cmd = "\"\"" + exe + "\" " + filter + " --gtest_also_run_disabled_tests\"";
+  FILE* p = _popen(cmd.c_str(), "rb");
+  if (p) {
+    r.out = read_all(p);
+    r.exit_code = _pclose(p);
+  }
+  for (auto& [k, v] : saved) _putenv_s(k.c_str(), v.c_str());
+#else
+  int fds[2];
+  if (pipe(fds) != 0) return r;
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(fds[1], 1);
+    close(fds[0]);
+    close(fds[1]);
+    for (auto& [k, v] : env) {
+      if (v.empty()) {
+        unsetenv(k.c_str());
+      } else {
+        setenv(k.c_str(), v.c_str(), 1);
+      }
+    }
+    execl(exe.c_str(), exe.c_str(), filter.c_str(), "--gtest_also_run_disabled_tests",
+          static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(fds[1]);
+  FILE* f = fdopen(fds[0], "r");
+  r.out = read_all(f);
+  std::fclose(f);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  r.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+#endif
+  return r;
+}
+
+std::string capture_stdout_begin_end(void (*fn)(void*), void* ctx) {
+  std::fflush(stdout);
+  std::FILE* tmp = std::tmpfile();
+  if (!tmp) {
+    fn(ctx);
+    return "";
+  }
+#ifdef _WIN32
+  int saved = _dup(1);
+  _dup2(_fileno(tmp), 1);
+#else
+  int saved = dup(1);
+  dup2(fileno(tmp), 1);
+#endif
+  fn(ctx);
+  std::fflush(stdout);
+#ifdef _WIN32
+  _dup2(saved, 1);
+  _close(saved);
+#else
+  dup2(saved, 1);
+  close(saved);
+#endif
+  std::rewind(tmp);
+  std::string s = read_all(tmp);
+  std::fclose(tmp);
+  return s;
+}
+
+}  // namespace zml::test
