@@ -98,6 +98,8 @@ namespace zml::serv {
 // zml_malloc (alignment 64 or 128 in practice). Null when refused.
 void* aligned_alloc(size_t size, size_t alignment);
 void aligned_free(void* p);
+// Whether the caching manager is on (false once switched off); for verbose lines.
+bool fast_mm_enabled();
 }  // namespace zml::serv
 
 // ---- Threading (service/threading/) -------------------------------------------

@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include "service/lock.h"
+
+namespace zml::serv {
+
+LockWord g_service_lock{0};
+LockWord g_threading_lock{0};
+
+}  // namespace zml::serv
