@@ -54,10 +54,20 @@ ZML_WEAK void param_error(const char* name, int32_t info) {
 }
 ZML_WEAK int32_t processor_type() { return 9; }
 ZML_WEAK bool isa_allowed(IsaFlag) { return true; }
+ZML_WEAK uint32_t feature_word() { return 0x9c2001 | 0x10001 | 0x401 | 0x9000001; }
+ZML_WEAK uint32_t feature_word2() { return 0x60; }
 ZML_WEAK void* aligned_alloc(size_t size, size_t alignment) {
+#ifdef _WIN32
+  return _aligned_malloc(size, alignment);
+#else
   return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+#endif
 }
+#ifdef _WIN32
+ZML_WEAK void aligned_free(void* p) { _aligned_free(p); }
+#else
 ZML_WEAK void aligned_free(void* p) { std::free(p); }
+#endif
 ZML_WEAK bool fast_mm_enabled() { return true; }
 ZML_WEAK int32_t topology_answer() { return 0; }
 }  // namespace zml::serv

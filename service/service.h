@@ -89,6 +89,19 @@ int32_t processor_type();
 // AVX, AVX2, AVX-512, AVX-512 with VNNI, and two reserved entries (always 0).
 enum IsaFlag : int { kIsaSse42 = 0, kIsaAvx, kIsaAvx2, kIsaAvx512, kIsaAvx512Vnni, kIsaCount = 7 };
 bool isa_allowed(IsaFlag which);
+// The library's summary of the processor's feature bits (filled on first call;
+// the bit layout is documented at the definition in service/cpu/).
+uint32_t feature_word();
+uint32_t feature_word2();
+
+// Data-cache sizes in bytes, for blocking (read once).
+struct CacheSizes {
+  int64_t l1d = 0;
+  int64_t l2 = 0;
+  int64_t l3 = 0;
+  int32_t l3_sharing = 0;  // logical processors sharing one L3
+};
+const CacheSizes& cache_sizes();
 }  // namespace zml::serv
 
 // ---- Memory (service/memory/) -----------------------------------------------
