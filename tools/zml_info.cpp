@@ -1,8 +1,79 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// zml-info: what the library detected on this machine (filled in as the service layer grows).
+// zml-info: what the library detected on this machine and the settings it
+// would run with, one "key: value" line each so scripts can grep them.
+#include <cinttypes>
 #include <cstdio>
 
+#include "service/config/settings.h"
+#include "service/cpu/code_path.h"
+#include "service/cpu/features.h"
+#include "service/platform/platform.h"
+#include "service/service.h"
+
+namespace {
+
+using namespace zml;
+
+const char* yes_no(bool b) { return b ? "yes" : "no"; }
+
+void print_processor() {
+  const int32_t code_path = zml_serv_get_code_path();
+  const int32_t type = serv::processor_type();
+  const cpu::DetectionState st = cpu::detection_state();
+  std::printf("vendor: %s\n", cpu::vendor());
+  std::printf("own_processor: %s\n", yes_no(zml_serv_own_processor()));
+  std::printf("processor_type: %" PRId32 "\n", type);
+  if (type >= 0 && type < cpu::kProcessorTypes) {
+    const cpu::ProcessorTypeRow& row = cpu::kProcessorTypeTable[static_cast<size_t>(type)];
+    std::printf("processor_type_isa: %s\n", row.instruction_set);
+    std::printf("core_library: %s\n", row.core_library ? row.core_library : "none");
+    std::printf("vml_library: %s\n", row.vml_library ? row.vml_library : "none");
+  }
+  std::printf("code_path: %" PRId32 "\n", code_path);
+  std::printf("detected_code_path: %" PRId32 "\n", st.code_path);
+  std::printf("forced_type: %s\n", st.forced_type_present == 1 ? "yes" : "no");
+  if (st.forced_type_present == 1) std::printf("forced_type_value: %" PRId32 "\n", st.forced_type);
+}
+
+void print_features() {
+  std::printf("feature_word: 0x%08" PRIx32 "\n", serv::feature_word());
+  std::printf("feature_word2: 0x%08" PRIx32 "\n", serv::feature_word2());
+  const cpu::FeatureSet f = cpu::features();
+  for (const cpu::LevelRow& row : cpu::kLevels) {
+    std::printf("group %s: %s\n", row.name, yes_no(f.contains(cpu::group(row.level))));
+  }
+  std::printf("group AVX-512 many-core: %s\n", yes_no(f.contains(cpu::kManyCore)));
+  std::printf("vnni: %s\n", yes_no(cpu::vnni_present() != 0));
+  static const char* const kFlagNames[serv::kIsaCount] = {
+      "SSE4.2", "AVX", "AVX2", "AVX-512", "AVX-512+VNNI", "reserved5", "reserved6"};
+  for (int i = 0; i < serv::kIsaCount; ++i) {
+    std::printf("isa_allowed %s: %d\n", kFlagNames[i],
+                serv::isa_allowed(static_cast<serv::IsaFlag>(i)) ? 1 : 0);
+  }
+}
+
+void print_settings() {
+  const int32_t branch = zml_serv_cpu_detect(1);
+  std::printf("cbwr_branch: %" PRId32 " (%s)\n", branch, cpu::branch_name(branch));
+  const int32_t cap = cpu::instruction_cap();
+  std::printf("instruction_cap: %" PRId32 " (%s)\n", cap, cpu::instruction_cap_name(cap));
+  // Domain 0 first: it reads the threading variables.
+  static const char* const kDomains[] = {"all", "blas", "fft", "vml", "dirsol"};
+  for (int32_t d = 0; d < 5; ++d) {
+    std::printf("max_threads %s: %" PRId32 "\n", kDomains[d], zml_serv_domain_get_max_threads(d));
+  }
+  std::printf("dynamic: %" PRId32 "\n", serv::g_settings.dynamic.load());
+  const platform::Topology t = platform::topology();
+  std::printf("logical_processors: %" PRId32 "\n", t.logical);
+  std::printf("cores: %" PRId32 "\n", t.cores);
+  std::printf("packages: %" PRId32 "\n", t.packages);
+}
+
+}  // namespace
+
 int main() {
-  std::printf("custom_zml\n");
+  print_processor();
+  print_features();
+  print_settings();
   return 0;
 }

@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Feature words, classification and the processor-type table, checked in this
+// process: against the compiler's own processor probe and against register
+// sets of processors we do not have.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "service/cpu/code_path.h"
+#include "service/cpu/features.h"
+#include "service/service.h"
+#include "tests/support/child.h"
+
+namespace {
+
+using namespace zml::cpu;
+
+// Leaf 1 / leaf 7 register images of a few processor generations.
+constexpr uint32_t kEdxSse2 = (1u << 24) | (1u << 25) | (1u << 26);
+constexpr uint32_t kEcxSse3 = 1u << 0, kEcxSsse3 = 1u << 9, kEcxFma = 1u << 12;
+constexpr uint32_t kEcxSse41 = 1u << 19, kEcxSse42 = 1u << 20, kEcxMovbe = 1u << 22;
+constexpr uint32_t kEcxPopcnt = 1u << 23, kEcxOsxsave = 1u << 27, kEcxAvx = 1u << 28;
+constexpr uint32_t kEcxF16c = 1u << 29;
+constexpr uint32_t kSse42Ecx = kEcxSse3 | kEcxSsse3 | kEcxSse41 | kEcxSse42 | kEcxPopcnt;
+constexpr uint32_t kAvx2Ecx = kSse42Ecx | kEcxFma | kEcxMovbe | kEcxOsxsave | kEcxAvx | kEcxF16c;
+constexpr uint32_t kL7Avx2 = (1u << 3) | (1u << 5) | (1u << 8);  // BMI1 AVX2 BMI2
+constexpr uint32_t kL7Avx512 =
+    kL7Avx2 | (1u << 16) | (1u << 17) | (1u << 28) | (1u << 30) | (1u << 31);  // F DQ CD BW VL
+constexpr uint32_t kL7ManyCore = kL7Avx2 | (1u << 16) | (1u << 26) | (1u << 27) | (1u << 28);
+constexpr uint32_t kExtLzcnt = 1u << 5;
+constexpr uint32_t kL7EcxVnni = 1u << 11, kL7EcxPrefetchWt1 = 1u << 0;
+
+CpuidRegs regs(uint32_t ecx, uint32_t l7_ebx = 0, uint32_t l7_ecx = 0, uint64_t xcr0 = 0xe7) {
+  CpuidRegs r;
+  r.max_leaf = 0xd;
+  r.l1_edx = kEdxSse2;
+  r.l1_ecx = ecx;
+  r.l7_ebx = l7_ebx;
+  r.l7_ecx = l7_ecx;
+  r.e1_ecx = kExtLzcnt;
+  r.xcr0 = xcr0;
+  return r;
+}
+
+int32_t classify_quiet(FeatureSet f, int32_t vnni) {
+  int32_t failed = 0;
+  PendingMessages messages;
+  const int32_t t = classify(f, vnni, &failed, &messages);
+  EXPECT_EQ(failed, t < 0 ? 1 : 0);
+  return t;
+}
+
+TEST(CpuFeatureWords, AgreeWithTheCompilersProbe) {
+  __builtin_cpu_init();
+  const FeatureSet f = features();
+  struct Case {
+    const char* name;
+    bool ours;
+    bool probe;
+  };
+  const Case cases[] = {
+      {"sse2", (f.word1 & bit::kSse2) != 0, __builtin_cpu_supports("sse2") != 0},
+      {"sse3", (f.word1 & bit::kSse3) != 0, __builtin_cpu_supports("sse3") != 0},
+      {"ssse3", (f.word1 & bit::kSsse3) != 0, __builtin_cpu_supports("ssse3") != 0},
+      {"sse4.1", (f.word1 & bit::kSse41) != 0, __builtin_cpu_supports("sse4.1") != 0},
+      {"sse4.2", (f.word1 & bit::kSse42) != 0, __builtin_cpu_supports("sse4.2") != 0},
+      {"popcnt", (f.word1 & bit::kPopcnt) != 0, __builtin_cpu_supports("popcnt") != 0},
+      {"avx", (f.word1 & bit::kAvx) != 0, __builtin_cpu_supports("avx") != 0},
+      {"avx2", (f.word1 & bit::kAvx2) != 0, __builtin_cpu_supports("avx2") != 0},
+      {"fma", (f.word1 & bit::kFma) != 0, __builtin_cpu_supports("fma") != 0},
+      {"bmi", (f.word1 & bit::kBmi1) != 0, __builtin_cpu_supports("bmi") != 0},
+      {"bmi2", (f.word1 & bit::kBmi2) != 0, __builtin_cpu_supports("bmi2") != 0},
+      {"avx512f", (f.word1 & bit::kAvx512F) != 0, __builtin_cpu_supports("avx512f") != 0},
+      {"avx512cd", (f.word1 & bit::kAvx512Cd) != 0, __builtin_cpu_supports("avx512cd") != 0},
+      {"avx512dq+bw", (f.word2 & bit::kAvx512DqBw) != 0,
+       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw")},
+      {"avx512vl", (f.word2 & bit::kAvx512Vl) != 0, __builtin_cpu_supports("avx512vl") != 0},
+      {"avx512vnni", (f.word2 & bit::kAvx512Vnni) != 0, __builtin_cpu_supports("avx512vnni") != 0},
+  };
+  for (const Case& c : cases) EXPECT_EQ(c.ours, c.probe) << c.name;
+  EXPECT_EQ(zml::serv::feature_word(), f.word1);
+  EXPECT_EQ(zml::serv::feature_word2(), f.word2);
+  // The VNNI answer keeps CPUID's bit value; the feature bit also needs OS state.
+  const int32_t vnni = vnni_present();
+  EXPECT_TRUE(vnni == 0 || vnni == 0x800) << vnni;
+  if (f.word2 & bit::kAvx512Vnni) {
+    EXPECT_EQ(vnni, 0x800);
+  }
+}
+
+TEST(CpuFeatureWords, FilledWordsAreNeverZero) {
+  // A zero word asks for detection again, so even a processor with nothing
+  // in word 2 must leave it non-zero once filled.
+  const FeatureSet bare = features_from(CpuidRegs{});
+  EXPECT_NE(bare.word1, 0u);
+  EXPECT_NE(bare.word2, 0u);
+  EXPECT_FALSE(bare.contains(mark(Level::kSse2)));
+}
+
+TEST(CpuFeatureWords, VectorBitsNeedTheOperatingSystemsState) {
+  const uint32_t l7 = kL7Avx512;
+  // No OSXSAVE at all: AVX and beyond are unusable, SSE4.2 is not affected.
+  FeatureSet f = features_from(regs(kAvx2Ecx & ~kEcxOsxsave, l7, kL7EcxVnni, 0xe7));
+  EXPECT_TRUE(f.contains(group(Level::kSse42)));
+  EXPECT_FALSE(f.contains(mark(Level::kAvx)));
+  EXPECT_FALSE(f.contains(mark(Level::kAvx2)));
+  // The OS saves YMM but not the AVX-512 state.
+  f = features_from(regs(kAvx2Ecx, l7, kL7EcxVnni, 0x7));
+  EXPECT_TRUE(f.contains(group(Level::kAvx2)));
+  EXPECT_FALSE(f.contains(mark(Level::kAvx512)));
+  EXPECT_EQ(f.word2 & bit::kAvx512Vnni, 0u);
+  // Opmask saved but not the upper ZMM registers.
+  f = features_from(regs(kAvx2Ecx, l7, kL7EcxVnni, 0x27));
+  EXPECT_FALSE(f.contains(mark(Level::kAvx512)));
+  // Everything saved.
+  f = features_from(regs(kAvx2Ecx, l7, kL7EcxVnni, 0xe7));
+  EXPECT_TRUE(f.contains(group(Level::kAvx512)));
+  EXPECT_NE(f.word2 & bit::kAvx512Vnni, 0u);
+}
+
+TEST(CpuFeatureWords, MasksNeedEveryCompanion) {
+  // SSE4.2 level needs POPCNT; AVX2 needs FMA, BMI1/2 and F16C+LZCNT+MOVBE;
+  // AVX-512 needs CD, DQ, BW and VL besides F.
+  EXPECT_FALSE(features_from(regs(kSse42Ecx & ~kEcxPopcnt)).contains(mark(Level::kSse42)));
+  EXPECT_FALSE(features_from(regs(kAvx2Ecx & ~kEcxFma, kL7Avx2)).contains(mark(Level::kAvx2)));
+  EXPECT_FALSE(features_from(regs(kAvx2Ecx, kL7Avx2 & ~(1u << 8))).contains(mark(Level::kAvx2)));
+  CpuidRegs no_lzcnt = regs(kAvx2Ecx, kL7Avx2);
+  no_lzcnt.e1_ecx = 0;
+  EXPECT_FALSE(features_from(no_lzcnt).contains(mark(Level::kAvx2)));
+  EXPECT_TRUE(features_from(regs(kAvx2Ecx, kL7Avx2)).contains(mark(Level::kAvx2)));
+  for (uint32_t missing : {1u << 17, 1u << 28, 1u << 30, 1u << 31}) {
+    EXPECT_FALSE(features_from(regs(kAvx2Ecx, kL7Avx512 & ~missing)).contains(mark(Level::kAvx512)))
+        << std::hex << missing;
+  }
+  // Leaf 7 reported beyond the maximum leaf is not believed.
+  CpuidRegs old = regs(kAvx2Ecx, kL7Avx512);
+  old.max_leaf = 6;
+  EXPECT_FALSE(features_from(old).contains(mark(Level::kAvx2)));
+}
+
+TEST(CpuFeatureWords, ManyCoreLineIsApartFromTheCoreLine) {
+  const FeatureSet many = features_from(regs(kAvx2Ecx, kL7ManyCore, kL7EcxPrefetchWt1));
+  EXPECT_TRUE(many.contains(kManyCore));
+  EXPECT_FALSE(many.contains(mark(Level::kAvx512)));
+  const FeatureSet core = features_from(regs(kAvx2Ecx, kL7Avx512, kL7EcxVnni));
+  EXPECT_FALSE(core.contains(kManyCore));
+}
+
+TEST(CpuClassification, EachGenerationGetsItsType) {
+  EXPECT_EQ(classify_quiet(features_from(regs(kAvx2Ecx, kL7Avx512, kL7EcxVnni)), 0x800), 11);
+  EXPECT_EQ(classify_quiet(features_from(regs(kAvx2Ecx, kL7Avx512)), 0), 9);
+  // VNNI reported by CPUID without the AVX-512 group does not make type 11.
+  EXPECT_EQ(classify_quiet(features_from(regs(kAvx2Ecx, kL7Avx2, kL7EcxVnni)), 0x800), 7);
+  EXPECT_EQ(classify_quiet(features_from(regs(kAvx2Ecx, kL7ManyCore, kL7EcxPrefetchWt1)), 0), 7);
+  EXPECT_EQ(classify_quiet(features_from(regs(kAvx2Ecx, kL7Avx2)), 0), 7);
+  EXPECT_EQ(classify_quiet(features_from(regs(kSse42Ecx | kEcxOsxsave | kEcxAvx)), 0), 6);
+  EXPECT_EQ(classify_quiet(features_from(regs(kSse42Ecx)), 0), 5);
+  EXPECT_EQ(classify_quiet(features_from(regs(kEcxSse3 | kEcxSsse3 | kEcxSse41)), 0), 4);
+  EXPECT_EQ(classify_quiet(features_from(regs(kEcxSse3)), 0), 3);
+  EXPECT_EQ(classify_quiet(features_from(regs(0)), 0), 0);
+}
+
+TEST(CpuClassification, NoSse2FailsWithTheMinimumRequirementMessages) {
+  int32_t failed = 0;
+  PendingMessages messages;
+  EXPECT_EQ(classify(features_from(CpuidRegs{}), 0, &failed, &messages), -1);
+  EXPECT_EQ(failed, 1);
+  const std::string out = zml::test::capture_stdout([&] { messages.print(); });
+  EXPECT_EQ(out,
+            "Arvel ZML FATAL ERROR: This system does not meet the minimum requirements for use of "
+            "the Arvel(R) Zenmath Library.\n"
+            "The processor must support the Arvel(R) Streaming SIMD 2 Extensions (Arvel(R) SSE2) "
+            "instructions.\n");
+}
+
+TEST(CpuClassification, ThisProcessorMatchesTheCompilersProbe) {
+  __builtin_cpu_init();
+  const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512cd") &&
+                      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
+                      __builtin_cpu_supports("avx512vl");
+  const int32_t t = classify_quiet(features(), vnni_present());
+  if (avx512 && __builtin_cpu_supports("avx512vnni")) {
+    EXPECT_EQ(t, 11);
+  } else if (avx512) {
+    EXPECT_EQ(t, 9);
+  } else if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
+    EXPECT_EQ(t, 7);
+  } else {
+    EXPECT_LE(t, 6);
+  }
+}
+
+TEST(CpuProcessorTypes, CodePathsKeepTheirGaps) {
+  const int32_t expected[kProcessorTypes] = {0, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13};
+  for (int32_t t = 0; t < kProcessorTypes; ++t) {
+    EXPECT_EQ(code_path_of_type(t), expected[t]) << "type " << t;
+    EXPECT_EQ(kProcessorTypeTable[static_cast<size_t>(t)].type, t);
+  }
+  EXPECT_EQ(code_path_of_type(-1), -1);
+  // What detection can store: folded types with a library row.
+  for (int32_t t = 0; t < kProcessorTypes; ++t) {
+    const int32_t p = fold_type(t);
+    ASSERT_TRUE(type_has_library(p)) << t;
+    const int32_t cp = code_path_of_type(p);
+    EXPECT_TRUE(cp != 1 && cp != 6 && cp != 10 && cp <= 11) << "type " << t << " cp " << cp;
+  }
+}
+
+TEST(CpuProcessorTypes, ManyCoreRowsHaveNoLibraryAndFoldOntoAvx2) {
+  for (int32_t t : {8, 10}) {
+    EXPECT_FALSE(type_has_library(t));
+    EXPECT_EQ(fold_type(t), 7);
+  }
+  EXPECT_EQ(fold_type(11), 9);
+  EXPECT_FALSE(type_has_library(-1));
+  EXPECT_FALSE(type_has_library(12));
+  EXPECT_STREQ(kProcessorTypeTable[11].core_library, kProcessorTypeTable[9].core_library);
+}
+
+TEST(CpuDetectArguments, OnlyOneAndMinusOneAreAnswered) {
+  EXPECT_EQ(zml_serv_cpu_detect(0), -2);
+  EXPECT_EQ(zml_serv_cpu_detect(2), -2);
+  EXPECT_EQ(zml_serv_cpu_detect(-2), -2);
+}
+
+TEST(CpuOverrideParse, ValuesAreReadAsWritten) {
+  struct Case {
+    const char* value;
+    int32_t expected;
+  };
+  const Case cases[] = {
+      {"11", 11}, {"10", -1}, {"12", -1}, {"1a", -1}, {"3", 3},   {"3abc", 3}, {"7x9", 7},
+      {"0", 0},   {"09", 9},  {"99", -1}, {"123", 1}, {"a1", -1}, {" 3", -1},  {"-1", -1},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(parse_code_path_override(c.value, static_cast<int32_t>(std::string(c.value).size())),
+              c.expected)
+        << '"' << c.value << '"';
+  }
+  EXPECT_EQ(parse_code_path_override("", 0), -1);
+}
+
+TEST(CpuInstructionCapKeywords, MatchExactlyInTheirOrder) {
+  EXPECT_EQ(instruction_cap_code("AVX512_E1"), 6);
+  EXPECT_EQ(instruction_cap_code("AVX512_MIC_E1"), 5);
+  EXPECT_EQ(instruction_cap_code("AVX512"), 4);
+  EXPECT_EQ(instruction_cap_code("AVX512_MIC"), 3);
+  EXPECT_EQ(instruction_cap_code("AVX2"), 2);
+  EXPECT_EQ(instruction_cap_code("AVX"), 1);
+  EXPECT_EQ(instruction_cap_code("SSE4_2"), 0);
+  for (const char* bad : {"avx2", "AVX2 ", "AVX5", "SSE4_1", "", "AVX512_E"}) {
+    EXPECT_EQ(instruction_cap_code(bad), -1) << '"' << bad << '"';
+  }
+}
+
+}  // namespace
