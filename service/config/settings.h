@@ -35,4 +35,9 @@ std::atomic<int32_t>& domain_slot(int32_t domain);
 // once per process under its lock.
 void read_threading_env();
 
+// Makes sure read_threading_env() has run once in this process: test, take
+// g_threading_lock, test again. Cheap once done. Must not be called while
+// holding g_threading_lock (the lock word is not recursive).
+void ensure_threading_env();
+
 }  // namespace zml::serv

@@ -15,6 +15,11 @@ namespace zml::platform {
 // result is not positive and size >= 1.
 int32_t getenv(const char* name, char* buf, int32_t size);
 
+// True when the process runs with privileges it did not start with (a
+// set-user-ID or set-group-ID program: real and effective user or group ids
+// differ). Windows has no such state and always answers false.
+bool restricted_process();
+
 // Thread-local slots holding one pointer each. The destructor, if any, runs at
 // thread exit for threads whose value is non-null. Returns false when the
 // system refuses a slot.
@@ -40,6 +45,18 @@ void yield();
 void cpu_relax();
 // Sleeps for the given milliseconds.
 void sleep_ms(uint32_t ms);
+
+// Memory straight from the system, for the memory manager's large blocks:
+// at least 16-byte aligned (page-aligned on POSIX), contents unspecified, null
+// when refused. pages_free takes back the same length. advise_huge_pages hints
+// that a region may use 2 MiB pages; it does nothing where that is unsupported.
+void* pages_alloc(size_t bytes);
+void pages_free(void* p, size_t bytes);
+void advise_huge_pages(void* p, size_t bytes);
+
+// A private heap for small long-lived records (the memory manager's thread
+// records): zero-filled, at least 16-byte aligned, null when refused.
+void* private_heap_alloc(size_t bytes);
 
 // Monotonic time in seconds, for verbose timing.
 double seconds();

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -28,6 +29,8 @@ int32_t getenv(const char* name, char* buf, int32_t size) {
   std::memcpy(buf, v, len + 1);
   return static_cast<int32_t>(len);
 }
+
+bool restricted_process() { return getuid() != geteuid() || getgid() != getegid(); }
 
 bool tls_create(TlsKey* key, void (*destructor)(void*)) {
   pthread_key_t k;
@@ -71,6 +74,23 @@ void sleep_ms(uint32_t ms) {
   timespec ts{static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000L};
   nanosleep(&ts, nullptr);
 }
+
+void* pages_alloc(size_t bytes) {
+  void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return p == MAP_FAILED ? nullptr : p;
+}
+
+void pages_free(void* p, size_t bytes) {
+  if (p) munmap(p, bytes);
+}
+
+void advise_huge_pages([[maybe_unused]] void* p, [[maybe_unused]] size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  madvise(p, bytes, MADV_HUGEPAGE);
+#endif
+}
+
+void* private_heap_alloc(size_t bytes) { return std::calloc(1, bytes); }
 
 double seconds() {
   timespec ts;

@@ -24,6 +24,8 @@ int32_t getenv(const char* name, char* buf, int32_t size) {
   return static_cast<int32_t>(r);
 }
 
+bool restricted_process() { return false; }
+
 // Windows TLS has no destructor; thread exit is seen through the loader's
 // notification (see dll_main.cpp), which calls run_tls_destructors().
 namespace {
@@ -90,6 +92,27 @@ void unload_module(void* module) {
 void yield() { SwitchToThread(); }
 void cpu_relax() { YieldProcessor(); }
 void sleep_ms(uint32_t ms) { Sleep(ms); }
+
+// The memory manager's system routine is LocalAlloc; Windows has no 2 MiB page
+// hint without privileges, so advise_huge_pages does nothing.
+void* pages_alloc(size_t bytes) { return reinterpret_cast<void*>(LocalAlloc(LMEM_FIXED, bytes)); }
+
+void pages_free(void* p, size_t) {
+  if (p) LocalFree(reinterpret_cast<HLOCAL>(p));
+}
+
+void advise_huge_pages(void*, size_t) {}
+
+namespace {
+// Created on first use; callers serialise that first call (the memory
+// manager's pool lock), and the heap lives as long as the process.
+HANDLE g_private_heap = nullptr;
+}  // namespace
+
+void* private_heap_alloc(size_t bytes) {
+  if (!g_private_heap) g_private_heap = HeapCreate(0, 0, 0);
+  return g_private_heap ? HeapAlloc(g_private_heap, HEAP_ZERO_MEMORY, bytes) : nullptr;
+}
 
 double seconds() {
   LARGE_INTEGER f, c;

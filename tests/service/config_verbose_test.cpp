@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Verbose mode, read once per process from ZML_VERBOSE, and where its lines go.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "service/config/settings.h"
+#include "service/service.h"
+#include "tests/support/child.h"
+
+namespace {
+
+using Env = std::map<std::string, std::string>;
+
+void set_env(const char* name, const char* value) {
+#ifdef _WIN32
+  _putenv_s(name, value);
+#else
+  setenv(name, value, 1);
+#endif
+}
+
+zml::test::ChildResult verbose_child(const Env& extra) {
+  Env env = {{"ZML_VERBOSE", ""}, {"ZML_VERBOSE_OUTPUT_FILE", ""}, {"ZML_DYNAMIC", ""}};
+  for (const auto& [k, v] : extra) env[k] = v;
+  return zml::test::run_child("ConfigVerbose.DISABLED_ChildTrace", env);
+}
+
+// The line the child's two traced calls should produce, from what it reported.
+std::string expected_line(const zml::test::ChildResult& r, const std::string& call,
+                          const std::string& time) {
+  std::ostringstream line;
+  line << "ZML_VERBOSE " << call << ' ' << time << " threads:" << r.value("threads")
+       << " dynamic:" << r.value("dynamic") << " fast_mm:" << r.value("fast_mm")
+       << " code_path:" << r.value("code_path") << '\n';
+  return line.str();
+}
+
+// Text-mode streams on Windows end lines with CR LF; the tests compare lines.
+std::string without_cr(std::string text) {
+  std::erase(text, '\r');
+  return text;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return without_cr(s.str());
+}
+
+size_t count(const std::string& text, const std::string& what) {
+  size_t n = 0;
+  for (size_t pos = text.find(what); pos != std::string::npos; pos = text.find(what, pos + 1)) {
+    ++n;
+  }
+  return n;
+}
+
+// "(xxx...x)", the argument part of the calls traced from several threads.
+std::string long_arguments() {
+  std::string s(1, '(');
+  s.append(100, 'x');
+  s += ')';
+  return s;
+}
+
+}  // namespace
+
+// ---- child body ----
+
+TEST(ConfigVerbose, DISABLED_ChildTrace) {
+  const bool on = zml::serv::verbose_on();
+  // Read once: a later change of the variable has no effect.
+  set_env("ZML_VERBOSE", on ? "0" : "1");
+  zml::test::emit("on_again", zml::serv::verbose_on() ? 1 : 0);
+  zml::test::emit("on", on ? 1 : 0);
+  if (!on) return;
+  zml::test::emit("threads", zml_serv_domain_get_max_threads(zml::serv::kDomainBlas));
+  zml::test::emit("fast_mm", zml::serv::fast_mm_enabled() ? 1 : 0);
+  zml::test::emit("code_path", zml_serv_get_code_path());
+  zml::serv::verbose_print("DSCAL(4,%p,1)", 12.34e-6);
+  zml::serv::verbose_print("DGEMM(N,N,2,2,2)", 1.5);
+  zml::test::emit("dynamic", zml::serv::g_settings.dynamic.load());
+}
+
+TEST(ConfigVerbose, DISABLED_ChildConcurrentLines) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t] {
+      std::string call = "T";
+      call += std::to_string(t);
+      call += long_arguments();
+      for (int i = 0; i < 50; ++i) zml::serv::verbose_print(call.c_str(), 1e-3);
+    });
+  }
+  for (auto& th : threads) th.join();
+}
+
+// ---- parents ----
+
+TEST(ConfigVerbose, ValueMustBeOneInSomeBase) {
+  const std::pair<const char*, const char*> cases[] = {{"1", "1"},  {"0x1", "1"}, {"01", "1"},
+                                                       {"0", "0"},  {"2", "0"},   {"010", "0"},
+                                                       {"1 ", "0"}, {"on", "0"},  {"", "0"}};
+  for (const auto& [value, want] : cases) {
+    auto r = verbose_child({{"ZML_VERBOSE", value}});
+    ASSERT_EQ(r.exit_code, 0) << r.out;
+    EXPECT_EQ(r.value("on"), want) << "ZML_VERBOSE=\"" << value << "\"";
+    EXPECT_EQ(r.value("on_again"), want) << "read once per process";
+  }
+}
+
+TEST(ConfigVerbose, LinesGoToStandardOutputWithTheSettings) {
+  auto r = verbose_child({{"ZML_VERBOSE", "1"}, {"ZML_DYNAMIC", "false"}});
+  ASSERT_EQ(r.exit_code, 0) << r.out;
+  ASSERT_EQ(r.value("on"), "1");
+  const std::string out = without_cr(r.out);
+  const std::string first = expected_line(r, "DSCAL(4,%p,1)", "12.34us");
+  EXPECT_NE(out.find(first), std::string::npos) << out;
+  EXPECT_NE(out.find(expected_line(r, "DGEMM(N,N,2,2,2)", "1.50s")), std::string::npos) << out;
+  EXPECT_NE(first.find(" dynamic:0 "), std::string::npos);
+}
+
+TEST(ConfigVerbose, LinesAreAppendedToTheOutputFile) {
+  const std::string path = ::testing::TempDir() + "zml_verbose_test.log";
+  {
+    std::ofstream out(path, std::ios::binary);
+    out << "earlier line\n";
+  }
+  auto r = verbose_child({{"ZML_VERBOSE", "1"}, {"ZML_VERBOSE_OUTPUT_FILE", path}});
+  ASSERT_EQ(r.exit_code, 0) << r.out;
+  const std::string text = read_file(path);
+  std::remove(path.c_str());
+  EXPECT_EQ(text, "earlier line\n" + expected_line(r, "DSCAL(4,%p,1)", "12.34us") +
+                      expected_line(r, "DGEMM(N,N,2,2,2)", "1.50s"));
+  EXPECT_EQ(count(r.out, "ZML_VERBOSE "), 0u) << "nothing on standard output";
+}
+
+TEST(ConfigVerbose, ConcurrentLinesNeverInterleave) {
+  const std::string path = ::testing::TempDir() + "zml_verbose_threads_test.log";
+  std::remove(path.c_str());
+  auto r = zml::test::run_child("ConfigVerbose.DISABLED_ChildConcurrentLines",
+                                {{"ZML_VERBOSE", "1"}, {"ZML_VERBOSE_OUTPUT_FILE", path}});
+  ASSERT_EQ(r.exit_code, 0) << r.out;
+  std::istringstream lines(read_file(path));
+  std::remove(path.c_str());
+  int n = 0;
+  for (std::string line; std::getline(lines, line); ++n) {
+    ASSERT_EQ(line.rfind("ZML_VERBOSE T", 0), 0u) << line;
+    const std::string call = line.substr(12, 3 + 100 + 1);
+    EXPECT_EQ(call.substr(2), long_arguments()) << line;
+    EXPECT_NE(line.find(") 1.00ms threads:"), std::string::npos) << line;
+    EXPECT_NE(line.find(" code_path:"), std::string::npos) << line;
+  }
+  EXPECT_EQ(n, 200);
+}
+
+TEST(ConfigVerbose, UnopenableOutputFileFallsBackToStandardOutput) {
+  auto r = verbose_child(
+      {{"ZML_VERBOSE", "1"}, {"ZML_VERBOSE_OUTPUT_FILE", "/nonexistent-zml-dir/sub/verbose.log"}});
+  ASSERT_EQ(r.exit_code, 0) << r.out;
+  EXPECT_EQ(count(r.out, "ZML_VERBOSE "), 2u) << r.out;
+}
