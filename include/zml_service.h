@@ -21,7 +21,8 @@ ZML_EXTERN_C_BEGIN
 /* Aligned allocation. An alignment below 64 or not a power of two becomes 64.
    In front of the returned address p lie four header words of pointer size
    (32 bits on 32-bit builds, 64 bits on 64-bit builds): the base of the
-   underlying block, the size requested from the system, 0, and the alignment.
+   underlying block, the size requested from the system (size + alignment +
+   the 16 or 32 header bytes), 0, and the alignment.
    Returns NULL when the size wraps or the system refuses. */
 ZML_API void* zml_malloc(const size_t* size, const int* alignment);
 /* Releases a block from zml_malloc; NULL is harmless. */

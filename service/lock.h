@@ -15,7 +15,15 @@ inline constexpr int32_t kSpinLimit = 5000;
 
 using LockWord = std::atomic<int32_t>;
 
+// Optional profiling hook, called before each acquisition and after each
+// release of any lock word. Null (the default) costs one load per lock.
+enum class LockEvent : int32_t { kAcquire = 0, kRelease = 1 };
+using LockHook = void (*)(const LockWord* word, LockEvent event);
+extern std::atomic<LockHook> g_lock_hook;
+inline void set_lock_hook(LockHook hook) { g_lock_hook.store(hook, std::memory_order_release); }
+
 inline void lock(LockWord& word) {
+  if (LockHook hook = g_lock_hook.load(std::memory_order_acquire)) hook(&word, LockEvent::kAcquire);
   int32_t spins = 0;
   for (;;) {
     int32_t expected = 0;
@@ -32,7 +40,10 @@ inline void lock(LockWord& word) {
   }
 }
 
-inline void unlock(LockWord& word) { word.store(0, std::memory_order_release); }
+inline void unlock(LockWord& word) {
+  word.store(0, std::memory_order_release);
+  if (LockHook hook = g_lock_hook.load(std::memory_order_acquire)) hook(&word, LockEvent::kRelease);
+}
 
 // Scoped holder for the lock words above.
 class LockGuard {

@@ -66,6 +66,18 @@ void run_tls_destructors() {
   }
 }
 
+// A program linked with the library's objects (not the DLL) gets no loader
+// notification through DllMain, so thread exit is also seen through a TLS
+// callback, which the loader calls for programs and DLLs alike. In the DLL
+// both run; the second finds the values already cleared and does nothing.
+namespace {
+void NTAPI thread_exit_callback(PVOID, DWORD reason, PVOID) {
+  if (reason == DLL_THREAD_DETACH) run_tls_destructors();
+}
+}  // namespace
+extern "C" __attribute__((section(".CRT$XLF"), used))
+const PIMAGE_TLS_CALLBACK zml_thread_exit_callback = thread_exit_callback;
+
 void* tls_get(const TlsKey& key) {
   return key.valid ? TlsGetValue(static_cast<DWORD>(key.value)) : nullptr;
 }
