@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// AVX-512 zgemm micro-kernel, 4x3 complex tile (32-bit builds).
+#include "blas/kernels/avx512/zgemm_tile.h"
+#include "blas/kernels/zgemm_kernel.h"
+
+namespace zml::blas::avx512 {
+
+// With only 8 vector registers, 1 A vector x 3 columns x 2 sets = 6
+// accumulators plus A and one broadcast fill the file without spilling; six
+// chains cover three quarters of what two 4-cycle FMA pipes can take.
+void zgemm_kernel_4x3(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
+                      const double* b, const double* beta, double* c, int64_t ldc) {
+  zgemm_tile<1, 3>(m, n, k, alpha, a, b, beta, c, ldc);
+}
+
+}  // namespace zml::blas::avx512

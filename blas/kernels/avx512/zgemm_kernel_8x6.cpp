@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// AVX-512 zgemm micro-kernel, 8x6 complex tile (64-bit builds).
+#include "blas/kernels/avx512/zgemm_tile.h"
+#include "blas/kernels/zgemm_kernel.h"
+
+namespace zml::blas::avx512 {
+
+// 8x6: 2 A vectors x 6 columns x 2 sets = 24 accumulators, three times the
+// eight independent chains two 4-cycle FMA pipes need, leaving 8 of the 32
+// registers for A and the broadcasts. Per step 2 vector loads and 12
+// broadcasts feed 24 FMAs. Measured a few per cent faster than 12x4, which
+// streams half again as much of A from L2 per FMA.
+void zgemm_kernel_8x6(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
+                      const double* b, const double* beta, double* c, int64_t ldc) {
+  zgemm_tile<2, 6>(m, n, k, alpha, a, b, beta, c, ldc);
+}
+
+}  // namespace zml::blas::avx512

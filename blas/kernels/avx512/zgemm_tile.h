@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The AVX-512 zgemm micro-kernel body, written once over the register tile:
+// MV vectors of four complex rows by NR columns. Each kernel file
+// instantiates one shape; the 32-bit build, with 8 vector registers, needs a
+// smaller one than the 64-bit build with 32.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "blas/kernels/avx512/zgemm_store.h"
+
+namespace zml::blas::avx512 {
+
+// A is packed interleaved (re, im). Each k step broadcasts Re(b_j) and Im(b_j)
+// and accumulates A*Re(b_j) and A*Im(b_j) into separate registers; the swap
+// and sign fold happen once per tile in the store, so the loop is pure FMAs.
+template <int MV, int NR>
+inline void zgemm_tile(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
+                       const double* b, const double* beta, double* c, int64_t ldc) {
+  __m512d re[MV][NR], im[MV][NR];
+#pragma GCC unroll 8
+  for (int v = 0; v < MV; ++v) {
+#pragma GCC unroll 8
+    for (int j = 0; j < NR; ++j) re[v][j] = im[v][j] = _mm512_setzero_pd();
+  }
+  // Touch the C tile early: a column spans MV lines, plus one when unaligned.
+#pragma GCC unroll 8
+  for (int j = 0; j < NR; ++j) {
+    const char* cj = reinterpret_cast<const char*>(c + 2 * j * ldc);
+#pragma GCC unroll 8
+    for (int v = 0; v < MV; ++v) _mm_prefetch(cj + 64 * v, _MM_HINT_T0);
+    _mm_prefetch(cj + 64 * MV - 1, _MM_HINT_T0);
+  }
+  for (int64_t p = 0; p < k; ++p) {
+    __m512d av[MV];
+#pragma GCC unroll 8
+    for (int v = 0; v < MV; ++v) av[v] = _mm512_loadu_pd(a + 8 * v);
+      // MV lines of A per step; fetch those eight steps ahead.
+#pragma GCC unroll 8
+    for (int v = 0; v < MV; ++v) {
+      _mm_prefetch(reinterpret_cast<const char*>(a + 64 * MV + 8 * v), _MM_HINT_T0);
+    }
+#pragma GCC unroll 8
+    for (int j = 0; j < NR; ++j) {
+      const __m512d br = _mm512_set1_pd(b[2 * j]);
+      const __m512d bi = _mm512_set1_pd(b[2 * j + 1]);
+#pragma GCC unroll 8
+      for (int v = 0; v < MV; ++v) {
+        re[v][j] = _mm512_fmadd_pd(av[v], br, re[v][j]);
+        im[v][j] = _mm512_fmadd_pd(av[v], bi, im[v][j]);
+      }
+    }
+    a += 8 * MV;
+    b += 2 * NR;
+  }
+  const bool bz = beta[0] == 0.0 && beta[1] == 0.0;
+#pragma GCC unroll 8
+  for (int j = 0; j < NR; ++j) {
+    if (j < n) {
+      double* cj = c + 2 * j * ldc;
+#pragma GCC unroll 8
+      for (int v = 0; v < MV; ++v) {
+        if (m > 4 * v) {
+          zgemm_store_vec(cj + 8 * v, re[v][j], im[v][j], zgemm_row_mask(m - 4 * v), alpha, beta,
+                          bz);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace zml::blas::avx512

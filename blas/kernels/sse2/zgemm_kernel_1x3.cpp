@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// SSE2 zgemm micro-kernel, 1x3 complex tile (32-bit builds).
+#include "blas/kernels/sse2/zgemm_tile.h"
+#include "blas/kernels/zgemm_kernel.h"
+
+namespace zml::blas::sse2 {
+
+// With only 8 vector registers: 1 row x 3 columns x 2 sets = 6 accumulators
+// plus A and one broadcast.
+void zgemm_kernel_1x3(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
+                      const double* b, const double* beta, double* c, int64_t ldc) {
+  zgemm_tile<1, 3>(m, n, k, alpha, a, b, beta, c, ldc);
+}
+
+}  // namespace zml::blas::sse2
