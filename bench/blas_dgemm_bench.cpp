@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Single-thread dgemm speed beside the peer library, with the measured FMA
+// peak of one core as the yardstick.
+#include <immintrin.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "bench/support/peer.h"
+#include "blas/blas.h"
+#include "service/config/settings.h"
+#include "tests/support/gemm_ref.h"
+
+// The threaded entry is linked in once the drivers land; until then the weak
+// reference stays null and the threaded rows are skipped.
+namespace zml::blas {
+__attribute__((weak)) void dgemm(const char* transa, const char* transb, const int32_t* m,
+                                 const int32_t* n, const int32_t* k, const double* alpha,
+                                 const double* a, const int32_t* lda, const double* b,
+                                 const int32_t* ldb, const double* beta, double* c,
+                                 const int32_t* ldc, hidden_len la, hidden_len lb);
+}  // namespace zml::blas
+
+namespace {
+
+using cblas_dgemm_fn = void (*)(int, int, int, int, int, int, double, const double*, int,
+                                const double*, int, double, double*, int);
+using set_threads_fn = void (*)(int);
+
+constexpr int kColMajor = 102, kNoTrans = 111, kTrans = 112;
+
+// Register-only FMA loop: 16 independent accumulators (more than pipes x
+// latency), no memory traffic, so the rate is the core's FMA throughput.
+__attribute__((target("avx512f,fma"))) double fma_peak_gflops() {
+  const long iters = 20'000'000;
+  __m512d acc[16];
+  for (int i = 0; i < 16; ++i) acc[i] = _mm512_set1_pd(1.0 + i * 1e-3);
+  const __m512d x = _mm512_set1_pd(0.999999), y = _mm512_set1_pd(1e-9);
+  double best = 0;
+  for (int rep = 0; rep < 3; ++rep) {
+    const auto t0 = std::chrono::steady_clock::now();
+    for (long it = 0; it < iters; ++it) {
+#pragma GCC unroll 16
+      for (int i = 0; i < 16; ++i) acc[i] = _mm512_fmadd_pd(acc[i], x, y);
+    }
+    const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    const double g = 2.0 * 8 * 16 * static_cast<double>(iters) / s * 1e-9;
+    if (g > best) best = g;
+  }
+  double sink = 0;
+  double lanes[8];
+  for (int i = 0; i < 16; ++i) {
+    _mm512_storeu_pd(lanes, acc[i]);
+    sink += lanes[0];
+  }
+  if (sink == 42.0) std::printf(" ");
+  return best;
+}
+
+struct Case {
+  char ta, tb;
+  int n;
+};
+
+}  // namespace
+
+int main() {
+  // The peer tunes itself from these; keep its own detection.
+  unsetenv("OPENBLAS_CORETYPE");
+  unsetenv("OPENBLAS_L2_SIZE");
+  std::string which;
+  void* peer = zml::bench::load_peer({"libopenblas.so.0"}, &which);
+  auto peer_gemm = reinterpret_cast<cblas_dgemm_fn>(zml::bench::peer_symbol(peer, "cblas_dgemm"));
+  auto peer_threads =
+      reinterpret_cast<set_threads_fn>(zml::bench::peer_symbol(peer, "openblas_set_num_threads"));
+  if (peer_threads) peer_threads(1);
+
+  zml::bench::print_header("dgemm, 1 thread (zml_blas_dgemm_serial)");
+  std::printf("peer: %s\n", peer_gemm ? which.c_str() : "not installed");
+  const double peak = __builtin_cpu_supports("avx512f") ? fma_peak_gflops() : 0.0;
+  std::printf("measured FMA peak of one core: %.1f GFLOPS\n\n", peak);
+  std::printf("%-4s %6s %12s %12s %8s %8s\n", "op", "n", "ours GF/s", "peer GF/s", "ratio",
+              "% peak");
+
+  std::vector<Case> cases;
+  for (int n : {8, 16, 32, 64, 256, 1024, 2048, 4000}) cases.push_back({'N', 'N', n});
+  cases.push_back({'T', 'N', 2048});
+  cases.push_back({'N', 'T', 2048});
+  cases.push_back({'T', 'T', 2048});
+  const char* only = std::getenv("ZML_BENCH_N");
+  for (const Case& cs : cases) {
+    const int n = cs.n;
+    if (only && std::atoi(only) != n) continue;
+    std::vector<double> a(static_cast<size_t>(n) * n), b(a.size()), c(a.size());
+    zml::test::fill_random(a, 1u);
+    zml::test::fill_random(b, 2u);
+    zml::test::fill_random(c, 3u);
+    const double flops = 2.0 * n * n * n;
+    // Tiny sizes repeat the call in a batch so one sample lasts about a millisecond.
+    const int batch = flops < 1e7 ? static_cast<int>(1e7 / flops) + 1 : 1;
+    const int repeats = n >= 4000 ? 3 : (n >= 1024 ? 5 : 11);
+    const double alpha = 1.0, beta = 0.5;
+    const char ta[2] = {cs.ta, 0}, tb[2] = {cs.tb, 0};
+    const double ours = zml::bench::median_seconds(
+        [&] {
+          for (int r = 0; r < batch; ++r) {
+            zml::blas::zml_blas_dgemm_serial(ta, tb, &n, &n, &n, &alpha, a.data(), &n, b.data(), &n,
+                                             &beta, c.data(), &n);
+          }
+        },
+        repeats);
+    double theirs = 0;
+    if (peer_gemm) {
+      theirs = zml::bench::median_seconds(
+          [&] {
+            for (int r = 0; r < batch; ++r) {
+              peer_gemm(kColMajor, cs.ta == 'T' ? kTrans : kNoTrans,
+                        cs.tb == 'T' ? kTrans : kNoTrans, n, n, n, alpha, a.data(), n, b.data(), n,
+                        beta, c.data(), n);
+            }
+          },
+          repeats);
+    }
+    const double g_ours = flops * batch / ours * 1e-9;
+    const double g_peer = theirs > 0 ? flops * batch / theirs * 1e-9 : 0;
+    std::printf("%c%c   %6d %12.1f %12.1f %8.2f %7.1f%%\n", cs.ta, cs.tb, n, g_ours, g_peer,
+                g_peer > 0 ? g_ours / g_peer : 0.0, peak > 0 ? 100.0 * g_ours / peak : 0.0);
+    std::fflush(stdout);
+  }
+
+  if (&zml::blas::dgemm == nullptr) {
+    std::printf("\nthreaded rows skipped: zml::blas::dgemm is not built yet\n");
+    return 0;
+  }
+  std::printf("\nthrough zml::blas::dgemm (NN)\n%-8s %6s %12s %12s %8s\n", "threads", "n",
+              "ours GF/s", "peer GF/s", "ratio");
+  for (int threads : {1, 2}) {
+    zml::serv::g_settings.domain_threads_blas.store(threads);
+    if (peer_threads) peer_threads(threads);
+    for (int n : {256, 1024, 2048, 4000}) {
+      if (only && std::atoi(only) != n) continue;
+      std::vector<double> a(static_cast<size_t>(n) * n), b(a.size()), c(a.size());
+      zml::test::fill_random(a, 1u);
+      zml::test::fill_random(b, 2u);
+      zml::test::fill_random(c, 3u);
+      const double alpha = 1.0, beta = 0.5;
+      const int repeats = n >= 4000 ? 3 : 5;
+      const double ours = zml::bench::median_seconds(
+          [&] {
+            zml::blas::dgemm("N", "N", &n, &n, &n, &alpha, a.data(), &n, b.data(), &n, &beta,
+                             c.data(), &n, 1, 1);
+          },
+          repeats);
+      double theirs = 0;
+      if (peer_gemm) {
+        theirs = zml::bench::median_seconds(
+            [&] {
+              peer_gemm(kColMajor, kNoTrans, kNoTrans, n, n, n, alpha, a.data(), n, b.data(), n,
+                        beta, c.data(), n);
+            },
+            repeats);
+      }
+      const double flops = 2.0 * n * n * n;
+      std::printf("%-8d %6d %12.1f %12.1f %8.2f\n", threads, n, flops / ours * 1e-9,
+                  theirs > 0 ? flops / theirs * 1e-9 : 0.0, theirs > 0 ? theirs / ours : 0.0);
+      std::fflush(stdout);
+    }
+  }
+  return 0;
+}

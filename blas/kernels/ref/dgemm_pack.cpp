@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reference packing for the 4x4 reference kernel (both operands use width 4).
+#include "blas/kernels/dgemm_pack_generic.h"
+#include "blas/kernels/gemm_kernel.h"
+
+namespace zml::blas::ref {
+
+struct Tag {};
+
+void dgemm_pack_4(const double* x, int64_t ld, int64_t rows, int64_t k, bool k_contiguous,
+                  double* dst) {
+  dgemm_pack_generic<Tag, 4>(x, ld, rows, k, k_contiguous, dst);
+}
+
+}  // namespace zml::blas::ref
