@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// ztrsv for the avx folder: the blocked solve over this folder's zgemv.
+#include "blas/kernels/avx/vec_ops.h"
+#include "blas/kernels/level2_algo.h"
+#include "blas/kernels/level2_kernel.h"
+
+namespace zml::blas::avx {
+
+void ztrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,
+                  int64_t lda, double* x, int32_t nb) {
+  algo::trsv_blocked<algo::ComplexField<Ops>>(upper, trans, unit, n, a, lda, x, nb);
+}
+
+}  // namespace zml::blas::avx

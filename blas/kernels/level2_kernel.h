@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The matrix-vector kernel interface (dgemv, zgemv, dtrsv, ztrsv): the kernel
+// types, the row each code path's variant fills in, and the one contract.
+#pragma once
+
+#include <cstdint>
+
+#include "service/dispatch/code_path_table.h"
+
+namespace zml::blas {
+
+// Contract shared by every matrix-vector variant.
+//
+// A is column-major: element (i, j) at a[i + j*lda] (complex: at
+// a[2*(i + j*lda)], real part first). Vectors are contiguous (increment 1):
+// the driver packs strided vectors and applies beta before calling, so every
+// gemv kernel only accumulates:
+//   gemv_n(m, n, alpha, a, lda, x, y):  y[0..m) += alpha * A * x[0..n)
+//   gemv_t(m, n, alpha, a, lda, x, y):  y[0..n) += alpha * A^T * x[0..m)
+//   zgemv_c(...):                       y[0..n) += alpha * A^H * x[0..m)
+// m or n of 0 does nothing. y must not overlap A or x. Complex alpha is
+// (alpha[0], alpha[1]). No alignment is assumed: loads are unaligned-tolerant,
+// since A columns start wherever lda puts them.
+//
+// trsv(upper, trans, unit, n, a, lda, x, nb) solves op(A) x = b in place for
+// a triangular n x n A (upper != 0: upper triangle referenced; trans 0 "N",
+// 1 "T", 2 "C"; unit != 0: the diagonal is taken as 1 and not read), with x
+// contiguous. It works in diagonal blocks of nb: each block is solved
+// directly, the rest of x is updated with the same variant's gemv kernels.
+using dgemv_fn = void (*)(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,
+                          const double* x, double* y);
+using zgemv_fn = void (*)(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda,
+                          const double* x, double* y);
+using dtrsv_fn = void (*)(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,
+                          int64_t lda, double* x, int32_t nb);
+using ztrsv_fn = void (*)(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,
+                          int64_t lda, double* x, int32_t nb);
+
+struct dgemv_variant {
+  dispatch::Isa isa;
+  dgemv_fn gemv_n;
+  dgemv_fn gemv_t;
+  const char* name;
+};
+struct zgemv_variant {
+  dispatch::Isa isa;
+  zgemv_fn gemv_n;
+  zgemv_fn gemv_t;
+  zgemv_fn gemv_c;
+  const char* name;
+};
+// nb: the diagonal block of the blocked solve, wide enough that the gemv
+// updates dominate and small enough that the direct solve of a block stays in L1.
+struct dtrsv_variant {
+  dispatch::Isa isa;
+  dtrsv_fn kernel;
+  int32_t nb;
+  const char* name;
+};
+struct ztrsv_variant {
+  dispatch::Isa isa;
+  ztrsv_fn kernel;
+  int32_t nb;
+  const char* name;
+};
+
+extern const dispatch::Table<dgemv_variant> kDgemvTable;
+extern const dispatch::Table<zgemv_variant> kZgemvTable;
+extern const dispatch::Table<dtrsv_variant> kDtrsvTable;
+extern const dispatch::Table<ztrsv_variant> kZtrsvTable;
+// Every row once (ref first), for the kernel tests and the info tool.
+inline constexpr int kLevel2Rows = 5;
+extern const dgemv_variant* const kDgemvRows[kLevel2Rows];
+extern const zgemv_variant* const kZgemvRows[kLevel2Rows];
+extern const dtrsv_variant* const kDtrsvRows[kLevel2Rows];
+extern const ztrsv_variant* const kZtrsvRows[kLevel2Rows];
+
+// One declaration block per kernel folder; the folders define these.
+#define ZML_LEVEL2_DECLARE(isa)                                                                \
+  namespace isa {                                                                              \
+  void dgemv_kernel_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,        \
+                      const double* x, double* y);                                             \
+  void dgemv_kernel_t(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,        \
+                      const double* x, double* y);                                             \
+  void zgemv_kernel_n(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda, \
+                      const double* x, double* y);                                             \
+  void zgemv_kernel_t(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda, \
+                      const double* x, double* y);                                             \
+  void zgemv_kernel_c(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda, \
+                      const double* x, double* y);                                             \
+  void dtrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,    \
+                    int64_t lda, double* x, int32_t nb);                                       \
+  void ztrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,    \
+                    int64_t lda, double* x, int32_t nb);                                       \
+  }
+ZML_LEVEL2_DECLARE(ref)
+ZML_LEVEL2_DECLARE(sse2)
+ZML_LEVEL2_DECLARE(avx)
+ZML_LEVEL2_DECLARE(avx2)
+ZML_LEVEL2_DECLARE(avx512)
+#undef ZML_LEVEL2_DECLARE
+
+}  // namespace zml::blas

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Reference ops: plain C++ on a "vector" of one complex number (two doubles),
+// the portable variant every vector variant is compared with.
+#pragma once
+
+namespace zml::blas::ref {
+
+struct Ops {
+  struct V {
+    double e, o;
+  };
+  // No register file to fit: the wide column blocks, so the plain variant
+  // exercises every blocking path on any machine.
+  static constexpr int kRegisters = 32;
+  static constexpr int W = 2;
+  static V load(const double* p) { return {p[0], p[1]}; }
+  static void store(double* p, V v) {
+    p[0] = v.e;
+    p[1] = v.o;
+  }
+  static V bcast(double s) { return {s, s}; }
+  static V pair(double e, double o) { return {e, o}; }
+  static V zero() { return {0.0, 0.0}; }
+  static V add(V a, V b) { return {a.e + b.e, a.o + b.o}; }
+  static V mul(V a, V b) { return {a.e * b.e, a.o * b.o}; }
+  static V madd(V a, V b, V c) { return {a.e * b.e + c.e, a.o * b.o + c.o}; }
+  static V swap(V v) { return {v.o, v.e}; }
+  static double hsum(V v) { return v.e + v.o; }
+  static void hsum_pairs(V v, double* e, double* o) {
+    *e = v.e;
+    *o = v.o;
+  }
+};
+
+}  // namespace zml::blas::ref

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// zgemv "N" for the sse2 folder: four complex columns per pass over y.
+#include "blas/kernels/level2_algo.h"
+#include "blas/kernels/level2_kernel.h"
+#include "blas/kernels/sse2/vec_ops.h"
+
+namespace zml::blas::sse2 {
+
+void zgemv_kernel_n(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda,
+                    const double* x, double* y) {
+  algo::zgemv_n<Ops>(m, n, alpha, a, lda, x, y);
+}
+
+}  // namespace zml::blas::sse2

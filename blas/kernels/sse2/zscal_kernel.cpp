@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// zscal for the sse2 folder: the shared complex scaling at this folder's width.
+#include "blas/kernels/level1_algo.h"
+#include "blas/kernels/level1_kernel.h"
+#include "blas/kernels/sse2/vec_ops.h"
+
+namespace zml::blas::sse2 {
+
+void zscal_kernel(int32_t n, const double* alpha, double* x, int32_t incx) {
+  algo::zscal<Ops>(n, alpha, x, incx);
+}
+
+}  // namespace zml::blas::sse2

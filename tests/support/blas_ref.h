@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// Numerical oracles shared by the BLAS tests: seeded random data, strided
+// vector indexing, naive gemv and triangular solve in long double (real and
+// complex alike), and error measures scaled by the size of the terms.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+namespace zml::test {
+
+template <class T>
+struct is_complex : std::false_type {};
+template <class R>
+struct is_complex<std::complex<R>> : std::true_type {};
+
+// The long double counterpart of T (double or std::complex<double>).
+template <class T>
+using wide_t = std::conditional_t<is_complex<T>::value, std::complex<long double>, long double>;
+
+template <class T>
+wide_t<T> widen(T v) {
+  if constexpr (is_complex<T>::value) {
+    return {static_cast<long double>(v.real()), static_cast<long double>(v.imag())};
+  } else {
+    return static_cast<long double>(v);
+  }
+}
+
+template <class T>
+T narrow(wide_t<T> v) {
+  if constexpr (is_complex<T>::value) {
+    return {static_cast<double>(v.real()), static_cast<double>(v.imag())};
+  } else {
+    return static_cast<T>(v);
+  }
+}
+
+template <class W>
+W conj_if(W v, bool c) {
+  if constexpr (is_complex<W>::value) {
+    return c ? std::conj(v) : v;
+  } else {
+    (void)c;
+    return v;
+  }
+}
+
+// Uniform values in [-1, 1) (both parts for complex) from a fixed seed.
+template <class T>
+std::vector<T> random_vector(size_t count, uint64_t seed) {
+  std::mt19937_64 gen(seed);
+  std::uniform_real_distribution<double> dist(-1.0, 1.0);
+  std::vector<T> v(count);
+  for (auto& e : v) {
+    if constexpr (is_complex<T>::value) {
+      const double re = dist(gen);
+      e = T(re, dist(gen));
+    } else {
+      e = dist(gen);
+    }
+  }
+  return v;
+}
+
+// Storage of a vector of n elements with increment inc, and the position of
+// its logical element i (a negative increment starts at the far end).
+inline size_t vec_storage(int64_t n, int inc) {
+  return n <= 0 ? 1 : static_cast<size_t>(1 + (n - 1) * std::llabs(inc));
+}
+inline size_t vec_index(int64_t i, int64_t n, int inc) {
+  return static_cast<size_t>(inc > 0 ? i * inc : (n - 1 - i) * static_cast<int64_t>(-inc));
+}
+
+// y := alpha*op(A)*x + beta*y for an m x n matrix given by the accessor
+// A(i, j); trans 'N', 'T' or 'C'. beta == 0 overwrites y. Sums in long double;
+// `scale` (when given) receives, per element of y, the sum of the magnitudes
+// of the terms, which bounds the rounding error of any summation order.
+template <class T, class Acc>
+void ref_gemv(char trans, int m, int n, T alpha, Acc A, const T* x, int incx, T beta, T* y,
+              int incy, std::vector<double>* scale = nullptr) {
+  const bool tr = trans != 'N';
+  const bool cj = trans == 'C';
+  const int leny = tr ? n : m, lenx = tr ? m : n;
+  if (scale) scale->assign(static_cast<size_t>(leny > 0 ? leny : 0), 0.0);
+  if (m <= 0 || n <= 0) return;
+  for (int i = 0; i < leny; ++i) {
+    wide_t<T> s = 0, mag = 0;
+    for (int k = 0; k < lenx; ++k) {
+      const wide_t<T> a = conj_if(widen(tr ? A(k, i) : A(i, k)), cj);
+      const wide_t<T> t = a * widen(x[vec_index(k, lenx, incx)]);
+      s += t;
+      mag += std::abs(t);
+    }
+    T& yi = y[vec_index(i, leny, incy)];
+    const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(yi);
+    const wide_t<T> res = widen(alpha) * s + old;
+    if (scale) {
+      (*scale)[static_cast<size_t>(i)] =
+          static_cast<double>(std::abs(widen(alpha)) * std::abs(mag) + std::abs(old) + 1e-300L);
+    }
+    yi = narrow<T>(res);
+  }
+}
+
+// C := alpha*op(A)*op(B) + beta*C for m x n C, with accessors A(i, j), B(i, j)
+// and C(i, j) (a reference) over the stored matrices; ta/tb are 'N', 'T' or
+// 'C'. beta == 0 overwrites C. Sums in long double; `scale` (m*n, by columns)
+// receives the magnitude of the terms of each element as in ref_gemv.
+template <class T, class AccA, class AccB, class AccC>
+void ref_gemm(char ta, char tb, int m, int n, int k, T alpha, AccA A, AccB B, T beta, AccC C,
+              std::vector<double>* scale = nullptr) {
+  if (scale) scale->assign(static_cast<size_t>(m > 0 && n > 0 ? m * n : 0), 0.0);
+  for (int j = 0; j < n; ++j) {
+    for (int i = 0; i < m; ++i) {
+      wide_t<T> s = 0, mag = 0;
+      for (int p = 0; p < k; ++p) {
+        const wide_t<T> a = conj_if(widen(ta == 'N' ? A(i, p) : A(p, i)), ta == 'C');
+        const wide_t<T> b = conj_if(widen(tb == 'N' ? B(p, j) : B(j, p)), tb == 'C');
+        s += a * b;
+        mag += std::abs(a * b);
+      }
+      T& c = C(i, j);
+      const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(c);
+      if (scale) {
+        (*scale)[static_cast<size_t>(i + j * m)] =
+            static_cast<double>(std::abs(widen(alpha)) * std::abs(mag) + std::abs(old) + 1e-300L);
+      }
+      c = narrow<T>(widen(alpha) * s + old);
+    }
+  }
+}
+
+// Solves op(A) x = b in place by substitution in long double; A(i, j) gives
+// the matrix, upper/unit select the triangle and the implicit unit diagonal.
+template <class T, class Acc>
+void ref_trsv(bool upper, char trans, bool unit, int n, Acc A, T* x, int incx) {
+  if (n <= 0) return;
+  const bool tr = trans != 'N';
+  const bool cj = trans == 'C';
+  std::vector<wide_t<T>> w(static_cast<size_t>(n));
+  for (int i = 0; i < n; ++i) w[static_cast<size_t>(i)] = widen(x[vec_index(i, n, incx)]);
+  auto op = [&](int i, int j) { return conj_if(widen(tr ? A(j, i) : A(i, j)), cj); };
+  // op(A) is upper when exactly one of upper/transposed holds: back substitution.
+  const bool back = upper != tr;
+  for (int s = 0; s < n; ++s) {
+    const int i = back ? n - 1 - s : s;
+    wide_t<T> t = w[static_cast<size_t>(i)];
+    const int lo = back ? i + 1 : 0, hi = back ? n : i;
+    for (int j = lo; j < hi; ++j) t -= op(i, j) * w[static_cast<size_t>(j)];
+    w[static_cast<size_t>(i)] = unit ? t : t / op(i, i);
+  }
+  for (int i = 0; i < n; ++i) x[vec_index(i, n, incx)] = narrow<T>(w[static_cast<size_t>(i)]);
+}
+
+// Largest |got - want| over the elements of a strided vector, each divided by
+// its scale (or by max(1, |want|) when no scale is given).
+template <class T>
+double max_scaled_error(const T* got, const T* want, int64_t n, int inc,
+                        const std::vector<double>* scale = nullptr) {
+  double worst = 0;
+  for (int64_t i = 0; i < n; ++i) {
+    const size_t p = vec_index(i, n, inc);
+    const double d = std::abs(got[p] - want[p]);
+    const double s = scale ? (*scale)[static_cast<size_t>(i)]
+                           : std::max(1.0, static_cast<double>(std::abs(want[p])));
+    worst = std::max(worst, d / s);
+  }
+  return worst;
+}
+
+// True when every stored element that is not one of the vector's n logical
+// elements is bitwise the same in got and want (strided calls touch no gaps).
+template <class T>
+bool gaps_equal(const std::vector<T>& got, const std::vector<T>& want, int64_t n, int inc) {
+  const int64_t step = std::llabs(inc);
+  for (size_t p = 0; p < got.size(); ++p) {
+    const bool logical =
+        n > 0 && static_cast<int64_t>(p) % step == 0 && static_cast<int64_t>(p) / step < n;
+    if (!logical && std::memcmp(&got[p], &want[p], sizeof(T)) != 0) return false;
+  }
+  return true;
+}
+
+// A bound for sums of k terms: a few units of k ulps.
+inline double sum_tolerance(int64_t k) {
+  return 4.0 * static_cast<double>(k + 2) * std::numeric_limits<double>::epsilon();
+}
+
+}  // namespace zml::test
