@@ -1,0 +1,320 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The checked gemm entries: the argument checks in their order with the exact
+// reports, rejected calls leaving C alone, the verbose line (failed calls
+// included), and the quick returns and special scalars of the driver.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "blas/blas.h"
+#include "blas/driver/gemm_driver.h"
+#include "tests/blas/gemm_check.h"
+#include "tests/support/child.h"
+
+namespace {
+
+using zml::blas::zcomplex;
+using zml::test::capture_stdout;
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+std::string report(int p, const char* name) {
+  return "\nArvel ZML ERROR: Parameter " + std::to_string(p) + " was incorrect on entry to " +
+         name + ".\n";
+}
+
+struct Args {
+  const char* ta = "N";
+  const char* tb = "N";
+  int32_t m = 2, n = 3, k = 4, lda = 2, ldb = 4, ldc = 2;
+};
+
+// Calls dgemm on 16 x 16 buffers (large enough for every case) and returns
+// what it printed; c receives the final C.
+std::string call_d(const Args& g, std::vector<double>& c) {
+  std::vector<double> a(256, 1.0), b(256, 1.0);
+  c.assign(256, 7.0);
+  const double alpha = 1.0, beta = 0.5;
+  return capture_stdout([&] {
+    zml::blas::dgemm(g.ta, g.tb, &g.m, &g.n, &g.k, &alpha, a.data(), &g.lda, b.data(), &g.ldb,
+                     &beta, c.data(), &g.ldc);
+  });
+}
+
+std::string call_z(const Args& g, std::vector<zcomplex>& c) {
+  std::vector<zcomplex> a(256, 1.0), b(256, 1.0);
+  c.assign(256, zcomplex(7.0, -1.0));
+  const zcomplex alpha(1.0, 0.5), beta(0.5, 0.0);
+  return capture_stdout([&] {
+    zml::blas::zgemm(g.ta, g.tb, &g.m, &g.n, &g.k, &alpha, a.data(), &g.lda, b.data(), &g.ldb,
+                     &beta, c.data(), &g.ldc);
+  });
+}
+
+// Each bad argument in check order, with the number it must report.
+struct BadCase {
+  Args args;
+  int number;
+};
+std::vector<BadCase> bad_cases() {
+  std::vector<BadCase> v;
+  Args g;
+  g.ta = "x";
+  v.push_back({g, 1});
+  g = Args{};
+  g.tb = "?";
+  v.push_back({g, 2});
+  g = Args{};
+  g.m = -1;
+  v.push_back({g, 3});
+  g = Args{};
+  g.n = -1;
+  v.push_back({g, 4});
+  g = Args{};
+  g.k = -1;
+  v.push_back({g, 5});
+  g = Args{};
+  g.lda = 1;  // 'N': lda >= m = 2
+  v.push_back({g, 8});
+  g = Args{};
+  g.ta = "T";  // 'T': lda >= k = 4
+  g.lda = 3;
+  v.push_back({g, 8});
+  g = Args{};
+  g.ldb = 3;  // 'N': ldb >= k = 4
+  v.push_back({g, 10});
+  g = Args{};
+  g.tb = "c";  // 'C': ldb >= n = 3
+  g.ldb = 2;
+  v.push_back({g, 10});
+  g = Args{};
+  g.ldc = 1;
+  v.push_back({g, 13});
+  // Earlier checks win: transa bad and m bad reports 1; m bad and lda bad reports 3.
+  g = Args{};
+  g.ta = "Q";
+  g.m = -5;
+  v.push_back({g, 1});
+  g = Args{};
+  g.m = -5;
+  g.lda = 0;
+  v.push_back({g, 3});
+  // lda = 0 with m = 0 and 'N': the bound is max(1, 0) = 1.
+  g = Args{};
+  g.m = 0;
+  g.lda = 0;
+  g.ldc = 1;
+  v.push_back({g, 8});
+  g = Args{};
+  g.m = 0;
+  g.ldc = 0;
+  v.push_back({g, 13});
+  return v;
+}
+
+// The generation query may print message 1213 once per process; ask it
+// before any output is compared.
+class GemmEntryChecks : public ::testing::Test {
+ protected:
+  void SetUp() override { (void)capture_stdout([] { zml::blas::gemm_driver_generation(); }); }
+};
+
+TEST_F(GemmEntryChecks, EachBadArgumentReportedOnceWithItsNumberAndCUntouched) {
+  for (const BadCase& bc : bad_cases()) {
+    std::vector<double> c;
+    EXPECT_EQ(call_d(bc.args, c), report(bc.number, "DGEMM ")) << "number " << bc.number;
+    EXPECT_EQ(c, std::vector<double>(256, 7.0)) << "number " << bc.number;
+    std::vector<zcomplex> zc;
+    EXPECT_EQ(call_z(bc.args, zc), report(bc.number, "ZGEMM ")) << "number " << bc.number;
+    EXPECT_EQ(zc, std::vector<zcomplex>(256, zcomplex(7.0, -1.0))) << "number " << bc.number;
+  }
+}
+
+TEST_F(GemmEntryChecks, LettersInEitherCaseAndMinimalLeadingDimensionsPass) {
+  for (const char* ta : {"n", "t", "c", "N", "T", "C"}) {
+    for (const char* tb : {"n", "t", "c"}) {
+      Args g;
+      g.ta = ta;
+      g.tb = tb;
+      g.lda = (ta[0] & ~0x20) == 'N' ? 2 : 4;
+      g.ldb = (tb[0] & ~0x20) == 'N' ? 4 : 3;
+      std::vector<double> c;
+      EXPECT_EQ(call_d(g, c), "") << ta << tb;
+      // alpha*4 ones + 0.5*7 for every element of the 2 x 3 block.
+      EXPECT_EQ(c[0], 7.5);
+      EXPECT_EQ(c[5], 7.5);
+      EXPECT_EQ(c[6], 7.0);  // past ldc*n
+      std::vector<zcomplex> zc;
+      EXPECT_EQ(call_z(g, zc), "") << ta << tb;
+    }
+  }
+  // Zero sizes need leading dimensions of 1 only.
+  Args g;
+  g.m = 0;
+  g.n = 0;
+  g.k = 0;
+  g.lda = g.ldb = g.ldc = 1;
+  std::vector<double> c;
+  EXPECT_EQ(call_d(g, c), "");
+}
+
+// In verbose mode every call is written, the rejected ones too.
+TEST(GemmEntryVerbose, DISABLED_Child) {
+  Args bad;
+  bad.ta = "x";
+  std::vector<double> c;
+  std::string out = call_d(bad, c);
+  Args good;
+  out += call_d(good, c);
+  std::vector<zcomplex> zc;
+  Args zbad;
+  zbad.tb = "y";
+  out += call_z(zbad, zc);
+  // One line per call; report the starts of the lines that carry a call.
+  size_t count = 0;
+  for (size_t p = out.find("GEMM("); p != std::string::npos; p = out.find("GEMM(", p + 1)) ++count;
+  zml::test::emit("lines", static_cast<long long>(count));
+  zml::test::emit("bad_d", out.find("DGEMM(x,N,2,3,4,0x") != std::string::npos ? 1 : 0);
+  zml::test::emit("good_d", out.find("DGEMM(N,N,2,3,4,0x") != std::string::npos ? 1 : 0);
+  zml::test::emit("bad_z", out.find("ZGEMM(N,y,2,3,4,0x") != std::string::npos ? 1 : 0);
+  zml::test::emit("report", out.find(report(1, "DGEMM ")) != std::string::npos ? 1 : 0);
+}
+
+TEST(GemmEntryVerbose, FailedCallsAreTracedToo) {
+  const auto r = zml::test::run_child("GemmEntryVerbose.DISABLED_Child", {{"ZML_VERBOSE", "1"}});
+  ASSERT_EQ(r.exit_code, 0) << r.out;
+  EXPECT_EQ(r.value("lines"), "3") << r.out;
+  EXPECT_EQ(r.value("bad_d"), "1") << r.out;
+  EXPECT_EQ(r.value("good_d"), "1") << r.out;
+  EXPECT_EQ(r.value("bad_z"), "1") << r.out;
+  EXPECT_EQ(r.value("report"), "1") << r.out;
+  const auto quiet = zml::test::run_child("GemmEntryVerbose.DISABLED_Child", {{"ZML_VERBOSE", ""}});
+  ASSERT_EQ(quiet.exit_code, 0) << quiet.out;
+  EXPECT_EQ(quiet.value("lines"), "0") << quiet.out;
+  EXPECT_EQ(quiet.value("report"), "1") << quiet.out;
+}
+
+// ---- quick returns and special scalars, through the checked entry -----------
+
+// A scalar of the element type (the imaginary part is dropped for real data).
+template <class T>
+T scalar(double re, double im) {
+  if constexpr (zml::test::is_complex<T>::value) {
+    return T(re, im);
+  } else {
+    (void)im;
+    return re;
+  }
+}
+
+template <class T>
+struct Product {
+  int32_t m, n, k, lda, ldb, ldc;
+  std::vector<T> a, b, c;
+};
+
+template <class T>
+Product<T> product(int32_t m, int32_t n, int32_t k) {
+  Product<T> p{m, n, k, m + 1, k + 2, m + 3, {}, {}, {}};
+  p.a = zml::test::random_vector<T>(static_cast<size_t>(p.lda) * (k + 1), 11);
+  p.b = zml::test::random_vector<T>(static_cast<size_t>(p.ldb) * (n + 1), 12);
+  p.c = zml::test::random_vector<T>(static_cast<size_t>(p.ldc) * (n + 1), 13);
+  return p;
+}
+
+void call(Product<double>& p, double alpha, double beta) {
+  zml::blas::dgemm("N", "N", &p.m, &p.n, &p.k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb,
+                   &beta, p.c.data(), &p.ldc);
+}
+void call(Product<zcomplex>& p, zcomplex alpha, zcomplex beta) {
+  zml::blas::zgemm("N", "N", &p.m, &p.n, &p.k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb,
+                   &beta, p.c.data(), &p.ldc);
+}
+
+// Shapes that reach every path of the driver: general, one row, one column,
+// inner dimension 1, and a large one that takes threads.
+const int32_t kShapes[][3] = {{7, 9, 5}, {1, 9, 5}, {7, 1, 5}, {7, 9, 1}, {150, 140, 130}};
+
+template <class T>
+void empty_c_is_untouched() {
+  for (auto [m, n] : {std::pair{0, 5}, std::pair{5, 0}, std::pair{0, 0}}) {
+    Product<T> p = product<T>(m, n, 4);
+    p.lda = p.ldc = std::max(1, m);
+    const std::vector<T> before = p.c;
+    call(p, T(2.0), T(3.0));
+    EXPECT_EQ(p.c, before) << m << "x" << n;
+  }
+}
+TEST(GemmDriverQuick, EmptyCIsUntouchedEvenWithBetaNotOne) {
+  empty_c_is_untouched<double>();
+  empty_c_is_untouched<zcomplex>();
+}
+
+template <class T>
+void k_zero_scales_by_beta() {
+  for (const auto& s : {std::array{7, 9}, std::array{1, 9}, std::array{7, 1}, std::array{150, 140}}) {
+    Product<T> p = product<T>(s[0], s[1], 0);
+    p.lda = std::max(1, s[0]);
+    p.ldb = 1;
+    const T beta = scalar<T>(0.5, -0.25);
+    std::vector<double> scale;
+    const std::vector<T> want = zml::test::naive_gemm<T>(false, 'N', 'N', s[0], s[1], 0, T(2.0),
+                                                         p.a.data(), p.lda, p.b.data(), p.ldb,
+                                                         beta, p.c, p.ldc, &scale);
+    call(p, T(2.0), beta);
+    EXPECT_TRUE(zml::test::same_c(false, s[0], s[1], 0, p.c, want, p.ldc, scale, "k = 0"));
+  }
+}
+TEST(GemmDriverQuick, InnerDimensionZeroGivesBetaTimesC) {
+  k_zero_scales_by_beta<double>();
+  k_zero_scales_by_beta<zcomplex>();
+}
+
+template <class T>
+void beta_zero_overwrites_nan() {
+  for (const auto& s : kShapes) {
+    Product<T> p = product<T>(s[0], s[1], s[2]);
+    for (int32_t j = 0; j < s[1]; ++j) {
+      for (int32_t i = 0; i < s[0]; ++i) p.c[i + static_cast<size_t>(j) * p.ldc] = T(kNaN);
+    }
+    std::vector<double> scale;
+    const std::vector<T> want = zml::test::naive_gemm<T>(false, 'N', 'N', s[0], s[1], s[2],
+                                                         T(1.5), p.a.data(), p.lda, p.b.data(),
+                                                         p.ldb, T(0.0), p.c, p.ldc, &scale);
+    call(p, T(1.5), T(0.0));
+    EXPECT_TRUE(zml::test::same_c(false, s[0], s[1], s[2], p.c, want, p.ldc, scale, "beta = 0"))
+        << s[0] << "x" << s[1] << "x" << s[2];
+  }
+}
+TEST(GemmDriverQuick, BetaZeroOverwritesNaNInC) {
+  beta_zero_overwrites_nan<double>();
+  beta_zero_overwrites_nan<zcomplex>();
+}
+
+template <class T>
+void alpha_zero_reads_no_operand() {
+  for (const auto& s : kShapes) {
+    Product<T> p = product<T>(s[0], s[1], s[2]);
+    std::fill(p.a.begin(), p.a.end(), T(kNaN));
+    std::fill(p.b.begin(), p.b.end(), T(kNaN));
+    std::vector<T> want = p.c;
+    for (int32_t j = 0; j < s[1]; ++j) {
+      for (int32_t i = 0; i < s[0]; ++i) want[i + static_cast<size_t>(j) * p.ldc] *= T(-2.0);
+    }
+    call(p, T(0.0), T(-2.0));
+    EXPECT_EQ(p.c, want) << s[0] << "x" << s[1] << "x" << s[2];
+  }
+}
+TEST(GemmDriverQuick, AlphaZeroReadsNeitherAnorB) {
+  alpha_zero_reads_no_operand<double>();
+  alpha_zero_reads_no_operand<zcomplex>();
+}
+
+}  // namespace
