@@ -9,7 +9,7 @@ CMAKE_FLAGS ?=
 BUILD_PKGS = cmake g++ ninja-build make googletest libgtest-dev
 TEST_PKGS = openmpi-bin libopenblas0-pthread
 
-.PHONY: all deps deps-build demo test build clean
+.PHONY: all deps deps-build demo test build clean asan tsan
 
 all: build
 
@@ -31,6 +31,38 @@ demo: deps-build build
 
 test: deps build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# Sanitizer jobs, each in its own build folder so they never mix objects with
+# the normal build. -O2 -g keeps them fast enough while stacks still carry
+# file:line. Child-process tests re-run the same binary, so they inherit the
+# sanitizer and these options. Reports go to files as well as failing the test:
+# a child whose output a test only parses would otherwise hide one, so any
+# report file fails the job. Leaks are checked at exit (LSan is on by default).
+SAN_TYPE = RelWithDebInfo
+SAN_CHECK = rc=$$?; if ls reports/* >/dev/null 2>&1; then cat reports/*; rc=1; fi; exit $$rc
+asan: deps
+	cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=$(SAN_TYPE) -DZML_SANITIZE=address $(CMAKE_FLAGS)
+	cmake --build build-asan -j $(JOBS)
+	cd build-asan && rm -rf reports && mkdir reports && \
+	  ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:log_path=$$PWD/reports/asan \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1:log_path=$$PWD/reports/ubsan \
+	  ctest --output-on-failure -j $(JOBS); $(SAN_CHECK)
+
+# libgomp is not instrumented, so GCC's TSan reports false races inside every
+# OpenMP region. clang with LLVM's OpenMP runtime and its archer tool (in
+# libomp-14-dev) tells TSan about the runtime's barriers and tasks instead;
+# ignore_noninstrumented_modules keeps TSan off libomp's own accesses.
+# Built without -Werror: clang warns about other things than GCC.
+TSAN_PKGS = clang libomp-14-dev
+tsan: deps
+	@sh .ci/install-packages.sh $(TSAN_PKGS)
+	cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=$(SAN_TYPE) -DZML_SANITIZE=thread \
+	  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DZML_WERROR=OFF $(CMAKE_FLAGS)
+	cmake --build build-tsan -j $(JOBS)
+	cd build-tsan && rm -rf reports && mkdir reports && \
+	  OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so \
+	  TSAN_OPTIONS="ignore_noninstrumented_modules=1 second_deadlock_stack=1 suppressions=$(CURDIR)/tests/tsan.supp log_path=$$PWD/reports/tsan" \
+	  ctest --output-on-failure -j $(JOBS); $(SAN_CHECK)
 
 clean:
 	rm -rf $(BUILD)
