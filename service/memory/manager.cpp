@@ -4,6 +4,10 @@
 #include <atomic>
 
 #include "service/memory/memory.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#endif
 #include "service/service.h"
 
 namespace zml::serv::mem {
@@ -138,10 +142,28 @@ void* allocate(size_t size, size_t alignment) {
     LockGuard guard(slot_lock(r->index));
     count_out(r, c);
   }
-  return place(base, t, alignment);
+  unpoison_block(base, c);
+  void* p = place(base, t, alignment);
+  unpoison_handed_out(base, c, p, size);
+  return p;
 }
 
-void release_block(void* base) {
+#if defined(__SANITIZE_ADDRESS__)
+void poison_cached(void* base, size_t bytes) { ASAN_POISON_MEMORY_REGION(base, bytes); }
+void unpoison_block(void* base, size_t bytes) { ASAN_UNPOISON_MEMORY_REGION(base, bytes); }
+void unpoison_handed_out(void* base, size_t bytes, void* p, size_t size) {
+  ASAN_POISON_MEMORY_REGION(base, bytes);
+  auto* header = static_cast<char*>(p) - kHeaderBytes;
+  ASAN_UNPOISON_MEMORY_REGION(header, kHeaderBytes + size);
+}
+#else
+void poison_cached(void*, size_t) {}
+void unpoison_block(void*, size_t) {}
+void unpoison_handed_out(void*, size_t, void*, size_t) {}
+#endif
+
+void release_block(void* base, size_t bytes) {
+  unpoison_block(base, bytes);
   if (!own_routines_active()) {
     g_system.free(base);
     return;
@@ -175,12 +197,13 @@ void release(void* p) {
   const size_t c = size_class(t);
   ThreadRecord* r = current_record();
   if (!r) {
-    release_block(base);
+    release_block(base, c);
     g_unrecorded_count.fetch_sub(1, std::memory_order_relaxed);
     g_unrecorded_bytes.fetch_sub(static_cast<int64_t>(c), std::memory_order_relaxed);
     return;
   }
   void* evicted = nullptr;
+  size_t evicted_size = 0;
   {
     LockGuard guard(slot_lock(r->index));
     r->allocated_count -= 1;
@@ -188,6 +211,7 @@ void release(void* p) {
     // A full cache gives up its oldest entry.
     if (r->cached == kCacheEntries) {
       evicted = r->cached_base[0];
+      evicted_size = r->cached_size[0];
       for (int j = 1; j < kCacheEntries; ++j) {
         r->cached_base[j - 1] = r->cached_base[j];
         r->cached_size[j - 1] = r->cached_size[j];
@@ -197,8 +221,9 @@ void release(void* p) {
     r->cached_base[r->cached] = base;
     r->cached_size[r->cached] = c;
     ++r->cached;
+    poison_cached(base, c);
   }
-  if (evicted) release_block(evicted);
+  if (evicted) release_block(evicted, evicted_size);
 }
 
 int64_t stat(int32_t* nbuffers) {

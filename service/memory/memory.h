@@ -128,8 +128,17 @@ int64_t parse_fast_memory_limit(const char* text);
 
 void* allocate(size_t size, size_t alignment);
 void release(void* p);
-// Returns an underlying block to where it came from (HBW, own or replacement).
-void release_block(void* base);
+// Returns an underlying block of `bytes` (its size class) to where it came
+// from (HBW, own or replacement).
+void release_block(void* base, size_t bytes);
+
+// Under AddressSanitizer a cached block is poisoned whole, so a use after
+// zml_free is reported although the block never went back to the system;
+// a block handed out is unpoisoned for its header and the bytes asked for
+// only, so an overflow into the size-class slack is reported too.
+void poison_cached(void* base, size_t bytes);
+void unpoison_block(void* base, size_t bytes);
+void unpoison_handed_out(void* base, size_t bytes, void* p, size_t size);
 int32_t disable();
 int64_t stat(int32_t* nbuffers);
 void free_all_buffers();

@@ -129,18 +129,20 @@ ThreadRecord* current_record() {
 
 void release_cached(ThreadRecord* record) {
   void* out[kCacheEntries];
+  size_t out_size[kCacheEntries];
   int n = 0;
   {
     LockGuard guard(slot_lock(record->index));
     n = record->cached;
     for (int i = 0; i < n; ++i) {
       out[i] = record->cached_base[i];
+      out_size[i] = record->cached_size[i];
       record->cached_base[i] = nullptr;
       record->cached_size[i] = 0;
     }
     record->cached = 0;
   }
-  for (int i = 0; i < n; ++i) release_block(out[i]);
+  for (int i = 0; i < n; ++i) release_block(out[i], out_size[i]);
 }
 
 }  // namespace zml::serv::mem
