@@ -44,8 +44,8 @@ void dgemv_n_cols(int64_t m, const double* a, int64_t lda, const double* b, doub
 }
 
 template <class Ops>
-void dgemv_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda, const double* x,
-             double* y) {
+void dgemv_n_stream(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,
+                    const double* x, double* y) {
   double b[8];
   for (int64_t i0 = 0; i0 < m; i0 += kGemvRowBlock) {
     const int64_t mb = (m - i0 < kGemvRowBlock) ? m - i0 : kGemvRowBlock;
@@ -68,8 +68,120 @@ void dgemv_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda, c
   }
 }
 
+// Elements of A (32 MiB) from which dgemv takes its out-of-cache form: while
+// A sits in cache, streaming eight columns past a block of y is the faster
+// "N" pass (y is reread from L1); from memory, holding y in registers over
+// whole panels of columns is, and eight dot products at once for "T".
+inline constexpr int64_t kGemvLargeElems = int64_t{1} << 22;
+
+// Columns of dgemv "N" whose multipliers alpha*x_j are staged at a time (2 KB
+// on the stack); y is loaded and stored once per panel and row block.
+inline constexpr int64_t kGemvColPanel = 256;
+
+// y[0..R*W) += sum_j col_j * b[j] over n columns with the R vectors of y held
+// in registers throughout: each column costs R loads of A and one broadcast,
+// and the R sums are independent, so the loop runs at load throughput.
+template <class Ops, int R>
+void dgemv_n_rows(int64_t n, const double* a, int64_t lda, const double* b, double* y) {
+  using V = typename Ops::V;
+  constexpr int W = Ops::W;
+  V acc[R];
+  for (int r = 0; r < R; ++r) acc[r] = Ops::load(y + r * W);
+  for (int64_t j = 0; j < n; ++j) {
+    const V bj = Ops::bcast(b[j]);
+    const double* c = a + j * lda;
+    for (int r = 0; r < R; ++r) acc[r] = Ops::madd(Ops::load(c + r * W), bj, acc[r]);
+  }
+  for (int r = 0; r < R; ++r) Ops::store(y + r * W, acc[r]);
+}
+
+// Rows [0, m) in blocks of R vectors, then what is left with R/2 and so on;
+// m is a multiple of W here.
+template <class Ops, int R>
+void dgemv_n_blocks(int64_t m, int64_t n, const double* a, int64_t lda, const double* b,
+                    double* y) {
+  constexpr int64_t rows = int64_t{R} * Ops::W;
+  int64_t i = 0;
+  for (; i + rows <= m; i += rows) dgemv_n_rows<Ops, R>(n, a + i, lda, b, y + i);
+  if constexpr (R > 1) dgemv_n_blocks<Ops, R / 2>(m - i, n, a + i, lda, b, y + i);
+}
+
+// Rows of the vector at a whose lanes [lo, hi) are added to y[lo, hi): the
+// other lanes belong to rows done elsewhere and are dropped. Four sums over
+// the columns keep the FMA chain short.
+template <class Ops>
+void dgemv_n_edge(int64_t n, const double* a, int64_t lda, const double* b, double* y, int lo,
+                  int hi) {
+  using V = typename Ops::V;
+  V acc[4] = {Ops::zero(), Ops::zero(), Ops::zero(), Ops::zero()};
+  int64_t j = 0;
+  for (; j + 4 <= n; j += 4) {
+    for (int k = 0; k < 4; ++k) {
+      acc[k] = Ops::madd(Ops::load(a + (j + k) * lda), Ops::bcast(b[j + k]), acc[k]);
+    }
+  }
+  for (; j < n; ++j) acc[0] = Ops::madd(Ops::load(a + j * lda), Ops::bcast(b[j]), acc[0]);
+  double t[Ops::W];
+  Ops::store(t, Ops::add(Ops::add(acc[0], acc[1]), Ops::add(acc[2], acc[3])));
+  for (int k = lo; k < hi; ++k) y[k] += t[k];
+}
+
+// Rows to skip before a + rows is aligned to a whole vector, so the loads of
+// the bulk do not split cache lines (all columns share it when lda allows).
+template <class Ops>
+int64_t head_rows(const double* a) {
+  constexpr int64_t W = Ops::W;
+  const int64_t off = static_cast<int64_t>(reinterpret_cast<uintptr_t>(a) / sizeof(double)) % W;
+  return off ? W - off : 0;
+}
+
+// The bulk runs on aligned vectors; the head and tail rows short of one
+// vector come from one overlapping vector each.
+template <class Ops, int R>
+void dgemv_n_panel(int64_t m, int64_t n, const double* a, int64_t lda, const double* b, double* y) {
+  constexpr int64_t W = Ops::W;
+  if (m < W) {
+    for (int64_t i = 0; i < m; ++i) {
+      double s = y[i];
+      for (int64_t j = 0; j < n; ++j) s = a[i + j * lda] * b[j] + s;
+      y[i] = s;
+    }
+    return;
+  }
+  int64_t p = head_rows<Ops>(a);
+  if (p > m) p = 0;
+  const int64_t body = (m - p) / W * W;
+  const int64_t t = m - p - body;
+  dgemv_n_blocks<Ops, R>(body, n, a + p, lda, b, y + p);
+  if (p) dgemv_n_edge<Ops>(n, a, lda, b, y, 0, static_cast<int>(p));
+  if (t) dgemv_n_edge<Ops>(n, a + m - W, lda, b, y + m - W, static_cast<int>(W - t), W);
+}
+
+template <class Ops>
+void dgemv_n_regs(int32_t m, int32_t n, double alpha, const double* a, int64_t lda, const double* x,
+                  double* y) {
+  // Half the register file holds y; the rest covers A, the broadcast and spare.
+  constexpr int kR = Ops::kRegisters / 2;
+  double b[kGemvColPanel];
+  for (int64_t j0 = 0; j0 < n; j0 += kGemvColPanel) {
+    const int64_t nb = (n - j0 < kGemvColPanel) ? n - j0 : kGemvColPanel;
+    for (int64_t k = 0; k < nb; ++k) b[k] = alpha * x[j0 + k];
+    dgemv_n_panel<Ops, kR>(m, nb, a + j0 * lda, lda, b, y);
+  }
+}
+
+template <class Ops>
+void dgemv_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda, const double* x,
+             double* y) {
+  if (int64_t{m} * n >= kGemvLargeElems) {
+    dgemv_n_regs<Ops>(m, n, alpha, a, lda, x, y);
+  } else {
+    dgemv_n_stream<Ops>(m, n, alpha, a, lda, x, y);
+  }
+}
+
 // C dot products col_k . x at once, two accumulators each so the adds of one
-// column do not wait on each other.
+// column do not wait on each other; each load of x serves all C columns.
 template <class Ops, int C>
 void dgemv_t_cols(int64_t m, const double* a, int64_t lda, const double* x, double* sums) {
   using V = typename Ops::V;
@@ -103,8 +215,18 @@ void dgemv_t_cols(int64_t m, const double* a, int64_t lda, const double* x, doub
 template <class Ops>
 void dgemv_t(int32_t m, int32_t n, double alpha, const double* a, int64_t lda, const double* x,
              double* y) {
-  double s[4];
+  double s[8];
   int32_t j = 0;
+  // Sixteen sums plus two of x fit 32 registers. In cache the narrower pass is
+  // as fast and leaves the compiler spare general registers.
+  if constexpr (Ops::kRegisters >= 32) {
+    if (int64_t{m} * n >= kGemvLargeElems) {
+      for (; j + 8 <= n; j += 8) {
+        dgemv_t_cols<Ops, 8>(m, a + j * lda, lda, x, s);
+        for (int k = 0; k < 8; ++k) y[j + k] += alpha * s[k];
+      }
+    }
+  }
   for (; j + 4 <= n; j += 4) {
     dgemv_t_cols<Ops, 4>(m, a + j * lda, lda, x, s);
     for (int k = 0; k < 4; ++k) y[j + k] += alpha * s[k];

@@ -74,6 +74,31 @@ TEST_P(GemvKernels, DgemvRowMatchesNaiveLoop) {
   }
 }
 
+// Matrices of 4 Mi elements and more take the register-blocked form that
+// keeps y (N) or eight sums (T) in registers over column panels; odd sizes, a
+// padded lda and a misaligned start exercise its leading and trailing rows.
+TEST_P(GemvKernels, DgemvRowLargeMatricesMatchNaiveLoop) {
+  const auto* row = usable(zml::blas::kDgemvRows);
+  if (!row) GTEST_SKIP() << "row " << zml::blas::kDgemvRows[GetParam()]->name << " not usable";
+  const int m = 2053, n = 2047, lda = m + 3, offset = 1;
+  ASSERT_GE(int64_t{m} * n, int64_t{1} << 22);
+  auto storage = random_vector<double>(size_t(lda) * n + offset, 77);
+  const double* a = storage.data() + offset;
+  for (char t : {'N', 'T'}) {
+    const int lenx = t == 'N' ? n : m, leny = t == 'N' ? m : n;
+    auto x = random_vector<double>(lenx, 78);
+    auto y = random_vector<double>(leny, 79);
+    auto want = y;
+    std::vector<double> scale;
+    ref_gemv(
+        t, m, n, -0.75, [&](int i, int j) { return a[i + size_t(j) * lda]; }, x.data(), 1, 1.0,
+        want.data(), 1, &scale);
+    (t == 'N' ? row->gemv_n : row->gemv_t)(m, n, -0.75, a, lda, x.data(), y.data());
+    EXPECT_LE(max_scaled_error(y.data(), want.data(), leny, 1, &scale), sum_tolerance(m + n))
+        << row->name << " trans " << t;
+  }
+}
+
 TEST_P(GemvKernels, ZgemvRowMatchesNaiveLoop) {
   const auto* row = usable(zml::blas::kZgemvRows);
   if (!row) GTEST_SKIP() << "row " << zml::blas::kZgemvRows[GetParam()]->name << " not usable";
