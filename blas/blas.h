@@ -33,14 +33,13 @@ void zml_blas_dgemv(const char* trans, const int32_t* m, const int32_t* n, const
                     const double* a, const int32_t* lda, const double* x, const int32_t* incx,
                     const double* beta, double* y, const int32_t* incy);
 void zml_blas_zgemv(const char* trans, const int32_t* m, const int32_t* n, const zcomplex* alpha,
-                    const zcomplex* a, const int32_t* lda, const zcomplex* x,
-                    const int32_t* incx, const zcomplex* beta, zcomplex* y,
-                    const int32_t* incy);
+                    const zcomplex* a, const int32_t* lda, const zcomplex* x, const int32_t* incx,
+                    const zcomplex* beta, zcomplex* y, const int32_t* incy);
 
 // ---- triangular solve with one vector ---------------------------------------
-void dtrsv(const char* uplo, const char* trans, const char* diag, const int32_t* n,
-           const double* a, const int32_t* lda, double* x, const int32_t* incx,
-           hidden_len lu = 1, hidden_len lt = 1, hidden_len ld = 1);
+void dtrsv(const char* uplo, const char* trans, const char* diag, const int32_t* n, const double* a,
+           const int32_t* lda, double* x, const int32_t* incx, hidden_len lu = 1, hidden_len lt = 1,
+           hidden_len ld = 1);
 void ztrsv(const char* uplo, const char* trans, const char* diag, const int32_t* n,
            const zcomplex* a, const int32_t* lda, zcomplex* x, const int32_t* incx,
            hidden_len lu = 1, hidden_len lt = 1, hidden_len ld = 1);
@@ -52,8 +51,8 @@ void zml_blas_ztrsv(const char* uplo, const char* trans, const char* diag, const
 // ---- general matrix multiply: C := alpha*op(A)*op(B) + beta*C ----------------
 void dgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
            const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
-           const double* b, const int32_t* ldb, const double* beta, double* c,
-           const int32_t* ldc, hidden_len la = 1, hidden_len lb = 1);
+           const double* b, const int32_t* ldb, const double* beta, double* c, const int32_t* ldc,
+           hidden_len la = 1, hidden_len lb = 1);
 void zgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
            const int32_t* k, const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
            const zcomplex* b, const int32_t* ldb, const zcomplex* beta, zcomplex* c,
@@ -63,16 +62,14 @@ void zml_blas_dgemm(const char* transa, const char* transb, const int32_t* m, co
                     const double* b, const int32_t* ldb, const double* beta, double* c,
                     const int32_t* ldc, hidden_len la = 1, hidden_len lb = 1);
 void zml_blas_zgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
-                    const int32_t* k, const zcomplex* alpha, const zcomplex* a,
-                    const int32_t* lda, const zcomplex* b, const int32_t* ldb,
-                    const zcomplex* beta, zcomplex* c, const int32_t* ldc, hidden_len la = 1,
-                    hidden_len lb = 1);
+                    const int32_t* k, const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
+                    const zcomplex* b, const int32_t* ldb, const zcomplex* beta, zcomplex* c,
+                    const int32_t* ldc, hidden_len la = 1, hidden_len lb = 1);
 // Single-thread multiplies of the active code path. Every threaded piece ends here.
 void zml_blas_dgemm_serial(const char* transa, const char* transb, const int32_t* m,
-                           const int32_t* n, const int32_t* k, const double* alpha,
-                           const double* a, const int32_t* lda, const double* b,
-                           const int32_t* ldb, const double* beta, double* c,
-                           const int32_t* ldc);
+                           const int32_t* n, const int32_t* k, const double* alpha, const double* a,
+                           const int32_t* lda, const double* b, const int32_t* ldb,
+                           const double* beta, double* c, const int32_t* ldc);
 void zml_blas_zgemm_serial(const char* transa, const char* transb, const int32_t* m,
                            const int32_t* n, const int32_t* k, const zcomplex* alpha,
                            const zcomplex* a, const int32_t* lda, const zcomplex* b,

@@ -31,8 +31,7 @@ ZML_API void cblas_dgemv(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE TransA
                          const int incY);
 ZML_API void cblas_zgemv(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE TransA, const int M,
                          const int N, const void* alpha, const void* A, const int lda,
-                         const void* X, const int incX, const void* beta, void* Y,
-                         const int incY);
+                         const void* X, const int incX, const void* beta, void* Y, const int incY);
 ZML_API void cblas_dtrsv(const CBLAS_LAYOUT Layout, const CBLAS_UPLO Uplo,
                          const CBLAS_TRANSPOSE TransA, const CBLAS_DIAG Diag, const int N,
                          const double* A, const int lda, double* X, const int incX);
@@ -56,29 +55,27 @@ ZML_API void cblas_zgemm3m(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE Tran
 ZML_API void cblas_dgemm_batch(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE* TransA_Array,
                                const CBLAS_TRANSPOSE* TransB_Array, const int* M_Array,
                                const int* N_Array, const int* K_Array, const double* alpha_Array,
-                               const double** A_Array, const int* lda_Array,
-                               const double** B_Array, const int* ldb_Array,
-                               const double* beta_Array, double** C_Array, const int* ldc_Array,
-                               const int group_count, const int* group_size);
+                               const double** A_Array, const int* lda_Array, const double** B_Array,
+                               const int* ldb_Array, const double* beta_Array, double** C_Array,
+                               const int* ldc_Array, const int group_count, const int* group_size);
 ZML_API void cblas_zgemm_batch(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE* TransA_Array,
                                const CBLAS_TRANSPOSE* TransB_Array, const int* M_Array,
                                const int* N_Array, const int* K_Array, const void* alpha_Array,
                                const void** A_Array, const int* lda_Array, const void** B_Array,
                                const int* ldb_Array, const void* beta_Array, void** C_Array,
-                               const int* ldc_Array, const int group_count,
-                               const int* group_size);
+                               const int* ldc_Array, const int group_count, const int* group_size);
 ZML_API void cblas_zgemm3m_batch(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE* TransA_Array,
                                  const CBLAS_TRANSPOSE* TransB_Array, const int* M_Array,
                                  const int* N_Array, const int* K_Array, const void* alpha_Array,
-                                 const void** A_Array, const int* lda_Array,
-                                 const void** B_Array, const int* ldb_Array,
-                                 const void* beta_Array, void** C_Array, const int* ldc_Array,
-                                 const int group_count, const int* group_size);
+                                 const void** A_Array, const int* lda_Array, const void** B_Array,
+                                 const int* ldb_Array, const void* beta_Array, void** C_Array,
+                                 const int* ldc_Array, const int group_count,
+                                 const int* group_size);
 
 ZML_API void cblas_dtrsm(const CBLAS_LAYOUT Layout, const CBLAS_SIDE Side, const CBLAS_UPLO Uplo,
                          const CBLAS_TRANSPOSE TransA, const CBLAS_DIAG Diag, const int M,
-                         const int N, const double alpha, const double* A, const int lda,
-                         double* B, const int ldb);
+                         const int N, const double alpha, const double* A, const int lda, double* B,
+                         const int ldb);
 ZML_API void cblas_ztrsm(const CBLAS_LAYOUT Layout, const CBLAS_SIDE Side, const CBLAS_UPLO Uplo,
                          const CBLAS_TRANSPOSE TransA, const CBLAS_DIAG Diag, const int M,
                          const int N, const void* alpha, const void* A, const int lda, void* B,

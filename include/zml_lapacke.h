@@ -40,8 +40,7 @@ ZML_API lapack_int LAPACKE_dgetrs(int matrix_layout, char trans, lapack_int n, l
                                   double* b, lapack_int ldb);
 ZML_API lapack_int LAPACKE_zgetrs(int matrix_layout, char trans, lapack_int n, lapack_int nrhs,
                                   const lapack_complex_double* a, lapack_int lda,
-                                  const lapack_int* ipiv, lapack_complex_double* b,
-                                  lapack_int ldb);
+                                  const lapack_int* ipiv, lapack_complex_double* b, lapack_int ldb);
 ZML_API lapack_int LAPACKE_dgetri(int matrix_layout, lapack_int n, double* a, lapack_int lda,
                                   const lapack_int* ipiv);
 ZML_API lapack_int LAPACKE_zgetri(int matrix_layout, lapack_int n, lapack_complex_double* a,
@@ -50,39 +49,39 @@ ZML_API lapack_int LAPACKE_dpotrf(int matrix_layout, char uplo, lapack_int n, do
                                   lapack_int lda);
 ZML_API lapack_int LAPACKE_zpotrf(int matrix_layout, char uplo, lapack_int n,
                                   lapack_complex_double* a, lapack_int lda);
-ZML_API lapack_int LAPACKE_dtrtri(int matrix_layout, char uplo, char diag, lapack_int n,
-                                  double* a, lapack_int lda);
+ZML_API lapack_int LAPACKE_dtrtri(int matrix_layout, char uplo, char diag, lapack_int n, double* a,
+                                  lapack_int lda);
 ZML_API lapack_int LAPACKE_ztrtri(int matrix_layout, char uplo, char diag, lapack_int n,
                                   lapack_complex_double* a, lapack_int lda);
-ZML_API lapack_int LAPACKE_dgeev(int matrix_layout, char jobvl, char jobvr, lapack_int n,
-                                 double* a, lapack_int lda, double* wr, double* wi, double* vl,
+ZML_API lapack_int LAPACKE_dgeev(int matrix_layout, char jobvl, char jobvr, lapack_int n, double* a,
+                                 lapack_int lda, double* wr, double* wi, double* vl,
                                  lapack_int ldvl, double* vr, lapack_int ldvr);
 ZML_API lapack_int LAPACKE_zgeev(int matrix_layout, char jobvl, char jobvr, lapack_int n,
-                                 lapack_complex_double* a, lapack_int lda,
-                                 lapack_complex_double* w, lapack_complex_double* vl,
-                                 lapack_int ldvl, lapack_complex_double* vr, lapack_int ldvr);
-ZML_API lapack_int LAPACKE_dsyevd(int matrix_layout, char jobz, char uplo, lapack_int n,
-                                  double* a, lapack_int lda, double* w);
+                                 lapack_complex_double* a, lapack_int lda, lapack_complex_double* w,
+                                 lapack_complex_double* vl, lapack_int ldvl,
+                                 lapack_complex_double* vr, lapack_int ldvr);
+ZML_API lapack_int LAPACKE_dsyevd(int matrix_layout, char jobz, char uplo, lapack_int n, double* a,
+                                  lapack_int lda, double* w);
 ZML_API lapack_int LAPACKE_zheevd(int matrix_layout, char jobz, char uplo, lapack_int n,
                                   lapack_complex_double* a, lapack_int lda, double* w);
-ZML_API lapack_int LAPACKE_dsyevr(int matrix_layout, char jobz, char range, char uplo,
-                                  lapack_int n, double* a, lapack_int lda, double vl, double vu,
-                                  lapack_int il, lapack_int iu, double abstol, lapack_int* m,
-                                  double* w, double* z, lapack_int ldz, lapack_int* isuppz);
+ZML_API lapack_int LAPACKE_dsyevr(int matrix_layout, char jobz, char range, char uplo, lapack_int n,
+                                  double* a, lapack_int lda, double vl, double vu, lapack_int il,
+                                  lapack_int iu, double abstol, lapack_int* m, double* w, double* z,
+                                  lapack_int ldz, lapack_int* isuppz);
 ZML_API lapack_int LAPACKE_dgesdd(int matrix_layout, char jobz, lapack_int m, lapack_int n,
-                                  double* a, lapack_int lda, double* s, double* u,
-                                  lapack_int ldu, double* vt, lapack_int ldvt);
+                                  double* a, lapack_int lda, double* s, double* u, lapack_int ldu,
+                                  double* vt, lapack_int ldvt);
 ZML_API lapack_int LAPACKE_zgesdd(int matrix_layout, char jobz, lapack_int m, lapack_int n,
                                   lapack_complex_double* a, lapack_int lda, double* s,
                                   lapack_complex_double* u, lapack_int ldu,
                                   lapack_complex_double* vt, lapack_int ldvt);
-ZML_API lapack_int LAPACKE_dgelss(int matrix_layout, lapack_int m, lapack_int n,
-                                  lapack_int nrhs, double* a, lapack_int lda, double* b,
-                                  lapack_int ldb, double* s, double rcond, lapack_int* rank);
-ZML_API lapack_int LAPACKE_zgelss(int matrix_layout, lapack_int m, lapack_int n,
-                                  lapack_int nrhs, lapack_complex_double* a, lapack_int lda,
-                                  lapack_complex_double* b, lapack_int ldb, double* s,
+ZML_API lapack_int LAPACKE_dgelss(int matrix_layout, lapack_int m, lapack_int n, lapack_int nrhs,
+                                  double* a, lapack_int lda, double* b, lapack_int ldb, double* s,
                                   double rcond, lapack_int* rank);
+ZML_API lapack_int LAPACKE_zgelss(int matrix_layout, lapack_int m, lapack_int n, lapack_int nrhs,
+                                  lapack_complex_double* a, lapack_int lda,
+                                  lapack_complex_double* b, lapack_int ldb, double* s, double rcond,
+                                  lapack_int* rank);
 
 ZML_EXTERN_C_END
 

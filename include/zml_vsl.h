@@ -66,8 +66,7 @@ ZML_API int vdRngUniform(const int method, VSLStreamStatePtr stream, const int n
 ZML_API int vdRngGaussian(const int method, VSLStreamStatePtr stream, const int n, double r[],
                           const double a, const double sigma);
 ZML_API int vdRngGaussianMV(const int method, VSLStreamStatePtr stream, const int n, double r[],
-                            const int dimen, const int mstorage, const double* a,
-                            const double* t);
+                            const int dimen, const int mstorage, const double* a, const double* t);
 
 ZML_EXTERN_C_END
 

@@ -40,12 +40,11 @@ bool checked(const char* name, int32_t info) {
 
 void dgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
            const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
-           const double* b, const int32_t* ldb, const double* beta, double* c,
-           const int32_t* ldc, hidden_len, hidden_len) {
+           const double* b, const int32_t* ldb, const double* beta, double* c, const int32_t* ldc,
+           hidden_len, hidden_len) {
   const bool ok = checked("DGEMM ", check_gemm(transa, transb, *m, *n, *k, *lda, *ldb, *ldc));
   serv::run_traced(
-      ok,
-      [&] { zml_blas_dgemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc); },
+      ok, [&] { zml_blas_dgemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc); },
       "DGEMM(%c,%c,%d,%d,%d,%p,%p,%d,%p,%d,%p,%p,%d)", transa[0], transb[0], *m, *n, *k,
       static_cast<const void*>(alpha), static_cast<const void*>(a), *lda,
       static_cast<const void*>(b), *ldb, static_cast<const void*>(beta), static_cast<void*>(c),
@@ -58,8 +57,7 @@ void zgemm(const char* transa, const char* transb, const int32_t* m, const int32
            const int32_t* ldc, hidden_len, hidden_len) {
   const bool ok = checked("ZGEMM ", check_gemm(transa, transb, *m, *n, *k, *lda, *ldb, *ldc));
   serv::run_traced(
-      ok,
-      [&] { zml_blas_zgemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc); },
+      ok, [&] { zml_blas_zgemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc); },
       "ZGEMM(%c,%c,%d,%d,%d,%p,%p,%d,%p,%d,%p,%p,%d)", transa[0], transb[0], *m, *n, *k,
       static_cast<const void*>(alpha), static_cast<const void*>(a), *lda,
       static_cast<const void*>(b), *ldb, static_cast<const void*>(beta), static_cast<void*>(c),

@@ -2,11 +2,12 @@
 // zml_blas_dgemm and zml_blas_zgemm: the quick return, the degenerate shapes
 // (one row or one column through gemv, inner dimension 1 through the rank-1
 // update), the striped region, and the hand-over to a threaded driver.
+#include "blas/driver/gemm_driver.h"
+
 #include <omp.h>
 
 #include <atomic>
 
-#include "blas/driver/gemm_driver.h"
 #include "service/service.h"
 
 namespace zml::blas {
@@ -99,15 +100,15 @@ void rank1(int32_t transa, int32_t transb, int32_t m, int32_t n, const T* alpha,
 // multiplies all of C.
 template <class T>
 void striped(int32_t threads, int32_t transa, int32_t transb, int32_t m, int32_t n, int32_t k,
-             const T* alpha, const T* a, int32_t lda, const T* b, int32_t ldb, const T* beta,
-             T* c, int32_t ldc) {
+             const T* alpha, const T* a, int32_t lda, const T* b, int32_t ldb, const T* beta, T* c,
+             int32_t ldc) {
   const char* ta = trans_letter(transa);
   const char* tb = trans_letter(transb);
 #pragma omp parallel num_threads(threads)
   {
     const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
-    gemm_grid_member(team, id, gemm_grid(team, m, n), ta, tb, m, n, k, alpha, a, lda, b, ldb,
-                     beta, c, ldc);
+    gemm_grid_member(team, id, gemm_grid(team, m, n), ta, tb, m, n, k, alpha, a, lda, b, ldb, beta,
+                     c, ldc);
   }
 }
 
@@ -152,10 +153,10 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
     return;
   }
   const int32_t es = static_cast<int32_t>(sizeof(T));
-  const gemm_desc da = ta == 0 ? gemm_make_desc(a, m, k, lda, es, ta)
-                               : gemm_make_desc(a, k, m, lda, es, ta);
-  const gemm_desc db = tb == 0 ? gemm_make_desc(b, k, n, ldb, es, tb)
-                               : gemm_make_desc(b, n, k, ldb, es, tb);
+  const gemm_desc da =
+      ta == 0 ? gemm_make_desc(a, m, k, lda, es, ta) : gemm_make_desc(a, k, m, lda, es, ta);
+  const gemm_desc db =
+      tb == 0 ? gemm_make_desc(b, k, n, ldb, es, tb) : gemm_make_desc(b, n, k, ldb, es, tb);
   const gemm_desc dc = gemm_make_desc(c, m, n, ldc, es, -1);
   gemm_omp_driver_v2(t, da, db, dc, ta, tb, scalar_of(alpha), scalar_of(beta));
 }
@@ -175,9 +176,8 @@ struct RealShapes {
              int32_t ldc) const {
     zml::blas::rank1(ta, tb, m, n, alpha, a, lda, b, ldb, beta, c, ldc,
                      [](int32_t mm, int32_t nn, double al, const double* x, int32_t ix, bool,
-                        const double* y, int32_t iy, bool, double be, double* cc, int32_t lc) {
-                       zml_blas_dgemmger(mm, nn, al, x, ix, y, iy, be, cc, lc);
-                     });
+                        const double* y, int32_t iy, bool, double be, double* cc,
+                        int32_t lc) { zml_blas_dgemmger(mm, nn, al, x, ix, y, iy, be, cc, lc); });
   }
   void v1(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
           const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
@@ -193,19 +193,18 @@ struct RealShapes {
 };
 
 struct ComplexShapes {
-  void row(int32_t ta, int32_t tb, int32_t n, int32_t k, const zcomplex* alpha,
-           const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta,
-           zcomplex* c, int32_t ldc) const {
+  void row(int32_t ta, int32_t tb, int32_t n, int32_t k, const zcomplex* alpha, const zcomplex* a,
+           int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c,
+           int32_t ldc) const {
     zgemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
   }
-  void col(int32_t ta, int32_t tb, int32_t m, int32_t k, const zcomplex* alpha,
-           const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta,
-           zcomplex* c) const {
+  void col(int32_t ta, int32_t tb, int32_t m, int32_t k, const zcomplex* alpha, const zcomplex* a,
+           int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c) const {
     zgemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
   }
-  void rank1(int32_t ta, int32_t tb, int32_t m, int32_t n, const zcomplex* alpha,
-             const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-             const zcomplex* beta, zcomplex* c, int32_t ldc) const {
+  void rank1(int32_t ta, int32_t tb, int32_t m, int32_t n, const zcomplex* alpha, const zcomplex* a,
+             int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c,
+             int32_t ldc) const {
     zml::blas::rank1(ta, tb, m, n, alpha, a, lda, b, ldb, beta, c, ldc, zml_blas_zgemmger);
   }
   void v1(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
@@ -228,8 +227,8 @@ int64_t gemm_rank1_copies_made() { return g_rank1_copies.load(std::memory_order_
 // m == 1: C(0, :) := alpha * op(B)^T * x + beta * C(0, :), x the row of op(A).
 // op(B)^T is B used transposed for 'N' and B itself for 'T'.
 void dgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb,
-                    const double* beta, double* c, int32_t ldc) {
+                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                    double* c, int32_t ldc) {
   if (transb == 0) {
     gemv_call(1, k, n, alpha, b, ldb, a, row_inc(transa, lda), beta, c, ldc);
   } else {
@@ -269,8 +268,8 @@ void zgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const 
 
 // n == 1: C(:, 0) := alpha * op(A) * x + beta * C(:, 0), x the column of op(B).
 void dgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb,
-                    const double* beta, double* c) {
+                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                    double* c) {
   const int32_t rows = transa == 0 ? m : k, cols = transa == 0 ? k : m;
   gemv_call(transa, rows, cols, alpha, a, lda, b, col_inc(transb, ldb), beta, c, 1);
 }
@@ -289,8 +288,8 @@ void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const 
 }
 
 void _zml_blas_dgemm(int32_t threads, int32_t transa, int32_t transb, int32_t m, int32_t n,
-                     int32_t k, const double* alpha, const double* a, int32_t lda,
-                     const double* b, int32_t ldb, const double* beta, double* c, int32_t ldc) {
+                     int32_t k, const double* alpha, const double* a, int32_t lda, const double* b,
+                     int32_t ldb, const double* beta, double* c, int32_t ldc) {
   striped(threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
@@ -309,10 +308,9 @@ void zml_blas_dgemm(const char* transa, const char* transb, const int32_t* m, co
 }
 
 void zml_blas_zgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
-                    const int32_t* k, const zcomplex* alpha, const zcomplex* a,
-                    const int32_t* lda, const zcomplex* b, const int32_t* ldb,
-                    const zcomplex* beta, zcomplex* c, const int32_t* ldc, hidden_len,
-                    hidden_len) {
+                    const int32_t* k, const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
+                    const zcomplex* b, const int32_t* ldb, const zcomplex* beta, zcomplex* c,
+                    const int32_t* ldc, hidden_len, hidden_len) {
   gemm_driver(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, ComplexShapes{});
 }
 

@@ -72,14 +72,14 @@ GemmV1Choice gemm_v1_choice(bool complex, int32_t code_path, int32_t T, int32_t 
 // m == 1: the row of C through gemv; n == 1: the column of C through gemv.
 // Complex conjugations of op(A) or op(B) are folded into the gemv call.
 void dgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb,
-                    const double* beta, double* c, int32_t ldc);
+                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                    double* c, int32_t ldc);
 void zgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
                     const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
                     const zcomplex* beta, zcomplex* c, int32_t ldc);
 void dgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb,
-                    const double* beta, double* c);
+                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                    double* c);
 void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
                     const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
                     const zcomplex* beta, zcomplex* c);
@@ -106,16 +106,16 @@ int32_t gemmger_thread_choice(int32_t T, int32_t m, int32_t n, bool complex);
 void zml_blas_dgemmger_omp(int32_t threads, int32_t m, int32_t n, double alpha, const double* x,
                            int32_t incx, const double* y, int32_t incy, double beta, double* c,
                            int32_t ldc);
-void zml_blas_zgemmger_omp(int32_t threads, int32_t m, int32_t n, zcomplex alpha,
-                           const zcomplex* x, int32_t incx, bool conj_x, const zcomplex* y,
-                           int32_t incy, bool conj_y, zcomplex beta, zcomplex* c, int32_t ldc);
+void zml_blas_zgemmger_omp(int32_t threads, int32_t m, int32_t n, zcomplex alpha, const zcomplex* x,
+                           int32_t incx, bool conj_x, const zcomplex* y, int32_t incy, bool conj_y,
+                           zcomplex beta, zcomplex* c, int32_t ldc);
 
 // ---- striped mode -------------------------------------------------------------
 // The region of zml_blas_dgemm (zgemm) when a stripe count is set: every
 // member of a team of the BLAS-domain size multiplies its piece of the grid.
 void _zml_blas_dgemm(int32_t threads, int32_t transa, int32_t transb, int32_t m, int32_t n,
-                     int32_t k, const double* alpha, const double* a, int32_t lda,
-                     const double* b, int32_t ldb, const double* beta, double* c, int32_t ldc);
+                     int32_t k, const double* alpha, const double* a, int32_t lda, const double* b,
+                     int32_t ldb, const double* beta, double* c, int32_t ldc);
 void _zml_blas_zgemm(int32_t threads, int32_t transa, int32_t transb, int32_t m, int32_t n,
                      int32_t k, const zcomplex* alpha, const zcomplex* a, int32_t lda,
                      const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c,
@@ -134,9 +134,9 @@ void zml_blas_zgemm_omp_driver_v1(const char* transa, const char* transb, const 
                                   const int32_t* ldc);
 
 // The regions: `threads` members, arguments already checked, m, n >= 1.
-#define ZML_GEMM_REGION_ARGS(T)                                                             \
-  int32_t threads, const char *transa, const char *transb, int32_t m, int32_t n, int32_t k, \
-      const T *alpha, const T *a, int32_t lda, const T *b, int32_t ldb, const T *beta, T *c,  \
+#define ZML_GEMM_REGION_ARGS(T)                                                              \
+  int32_t threads, const char *transa, const char *transb, int32_t m, int32_t n, int32_t k,  \
+      const T *alpha, const T *a, int32_t lda, const T *b, int32_t ldb, const T *beta, T *c, \
       int32_t ldc
 void zml_blas_dgemm_1D_row(ZML_GEMM_REGION_ARGS(double));
 void zml_blas_dgemm_1D_col(ZML_GEMM_REGION_ARGS(double));
@@ -171,8 +171,8 @@ const void* gemm_locate_direct(const gemm_desc& d, int32_t i, int32_t j);
 const void* gemm_locate_transposed(const gemm_desc& d, int32_t i, int32_t j);
 
 // The descriptor of X used with transposition code `trans` (-1 for C).
-gemm_desc gemm_make_desc(const void* ptr, int32_t rows, int32_t cols, int32_t ld,
-                         int32_t elem_size, int32_t trans);
+gemm_desc gemm_make_desc(const void* ptr, int32_t rows, int32_t cols, int32_t ld, int32_t elem_size,
+                         int32_t trans);
 
 // Scalars travel by value: real ones have im == 0.
 struct gemm_scalar {
@@ -201,9 +201,9 @@ inline GemmUnits gemm_split_units(const zcomplex*) { return zgemm_split_units();
 
 // The single-thread multiply of the element type.
 inline void gemm_serial(const char* ta, const char* tb, const int32_t* m, const int32_t* n,
-                        const int32_t* k, const double* alpha, const double* a,
-                        const int32_t* lda, const double* b, const int32_t* ldb,
-                        const double* beta, double* c, const int32_t* ldc) {
+                        const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
+                        const double* b, const int32_t* ldb, const double* beta, double* c,
+                        const int32_t* ldc) {
   zml_blas_dgemm_serial(ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 inline void gemm_serial(const char* ta, const char* tb, const int32_t* m, const int32_t* n,

@@ -73,8 +73,8 @@ GemmV1Choice gemm_v1_choice(bool complex, int32_t code_path, int32_t T, int32_t 
     }
     return {GemmV1Route::kGeneral, t};
   }
-  const bool may_copy = copies_allowed && !complex && k >= kLarge &&
-                        (code_path != 4 || llc_bytes >= kCp4CacheFloor);
+  const bool may_copy =
+      copies_allowed && !complex && k >= kLarge && (code_path != 4 || llc_bytes >= kCp4CacheFloor);
   if (n < kLarge) {
     const int64_t bytes = static_cast<int64_t>(k) * n * 8;
     const bool copy = may_copy && transb != 0 && bytes <= llc_bytes / 2;
@@ -109,8 +109,8 @@ void grid_region(Cut cut, int32_t threads, const char* transa, const char* trans
 // where op(X) is rows x cols and X is stored with leading dimension ld.
 // The transposed case walks 32 x 32 tiles so reads and writes both stay in
 // a few cache lines per row.
-void copy_op_columns(const double* x, int32_t ld, bool trans, int32_t rows, int32_t c0,
-                     int32_t c1, double* dst) {
+void copy_op_columns(const double* x, int32_t ld, bool trans, int32_t rows, int32_t c0, int32_t c1,
+                     double* dst) {
   if (!trans) {
     for (int64_t j = c0; j < c1; ++j) {
       std::memcpy(dst + j * rows, x + j * ld, sizeof(double) * static_cast<size_t>(rows));
@@ -132,16 +132,16 @@ void copy_op_columns(const double* x, int32_t ld, bool trans, int32_t rows, int3
 }  // namespace
 
 void zml_blas_dgemm_1D_row(int32_t threads, const char* transa, const char* transb, int32_t m,
-                           int32_t n, int32_t k, const double* alpha, const double* a,
-                           int32_t lda, const double* b, int32_t ldb, const double* beta,
-                           double* c, int32_t ldc) {
+                           int32_t n, int32_t k, const double* alpha, const double* a, int32_t lda,
+                           const double* b, int32_t ldb, const double* beta, double* c,
+                           int32_t ldc) {
   grid_region(Cut::kRows, threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 void zml_blas_dgemm_1D_col(int32_t threads, const char* transa, const char* transb, int32_t m,
-                           int32_t n, int32_t k, const double* alpha, const double* a,
-                           int32_t lda, const double* b, int32_t ldb, const double* beta,
-                           double* c, int32_t ldc) {
+                           int32_t n, int32_t k, const double* alpha, const double* a, int32_t lda,
+                           const double* b, int32_t ldb, const double* beta, double* c,
+                           int32_t ldc) {
   grid_region(Cut::kCols, threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
@@ -162,10 +162,10 @@ void zml_blas_zgemm_1D_col(int32_t threads, const char* transa, const char* tran
 // Every member copies its share of op(B)'s columns into the shared k x n
 // copy; after the barrier all of it is read, and each member multiplies its
 // rows of C against the copy as an untransposed operand.
-bool zml_blas_dgemm_1D_bcopy(int32_t threads, const char* transa, const char* transb,
-                             int32_t m, int32_t n, int32_t k, const double* alpha,
-                             const double* a, int32_t lda, const double* b, int32_t ldb,
-                             const double* beta, double* c, int32_t ldc) {
+bool zml_blas_dgemm_1D_bcopy(int32_t threads, const char* transa, const char* transb, int32_t m,
+                             int32_t n, int32_t k, const double* alpha, const double* a,
+                             int32_t lda, const double* b, int32_t ldb, const double* beta,
+                             double* c, int32_t ldc) {
   if (k <= 0) return false;
   auto* copy = static_cast<double*>(
       serv::aligned_alloc(sizeof(double) * static_cast<size_t>(k) * static_cast<size_t>(n), 128));
@@ -177,18 +177,18 @@ bool zml_blas_dgemm_1D_bcopy(int32_t threads, const char* transa, const char* tr
     const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
     copy_op_columns(b, ldb, tb, k, gemm_cut(n, team, id, 1), gemm_cut(n, team, id + 1, 1), copy);
 #pragma omp barrier
-    gemm_piece(transa, "N", gemm_cut(m, team, id, u.rows), gemm_cut(m, team, id + 1, u.rows), 0,
-               n, k, alpha, a, lda, copy, k, beta, c, ldc);
+    gemm_piece(transa, "N", gemm_cut(m, team, id, u.rows), gemm_cut(m, team, id + 1, u.rows), 0, n,
+               k, alpha, a, lda, copy, k, beta, c, ldc);
   }
   serv::aligned_free(copy);
   return true;
 }
 
 // The same with a shared m x k copy of op(A) and a split of C's columns.
-bool zml_blas_dgemm_1D_acopy(int32_t threads, const char* transa, const char* transb,
-                             int32_t m, int32_t n, int32_t k, const double* alpha,
-                             const double* a, int32_t lda, const double* b, int32_t ldb,
-                             const double* beta, double* c, int32_t ldc) {
+bool zml_blas_dgemm_1D_acopy(int32_t threads, const char* transa, const char* transb, int32_t m,
+                             int32_t n, int32_t k, const double* alpha, const double* a,
+                             int32_t lda, const double* b, int32_t ldb, const double* beta,
+                             double* c, int32_t ldc) {
   if (k <= 0) return false;
   auto* copy = static_cast<double*>(
       serv::aligned_alloc(sizeof(double) * static_cast<size_t>(m) * static_cast<size_t>(k), 128));
@@ -248,8 +248,8 @@ void zml_blas_dgemm_omp_driver_v1(const char* transa, const char* transb, const 
                   c, ldc);
       return;
     case GemmV1Route::kBcopy:
-      if (zml_blas_dgemm_1D_bcopy(ch.threads, transa, transb, m, n, k, alpha, a, lda, b, ldb,
-                                  beta, c, ldc)) {
+      if (zml_blas_dgemm_1D_bcopy(ch.threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta,
+                                  c, ldc)) {
         return;
       }
       [[fallthrough]];
@@ -258,8 +258,8 @@ void zml_blas_dgemm_omp_driver_v1(const char* transa, const char* transb, const 
                             ldc);
       return;
     case GemmV1Route::kAcopy:
-      if (zml_blas_dgemm_1D_acopy(ch.threads, transa, transb, m, n, k, alpha, a, lda, b, ldb,
-                                  beta, c, ldc)) {
+      if (zml_blas_dgemm_1D_acopy(ch.threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta,
+                                  c, ldc)) {
         return;
       }
       [[fallthrough]];

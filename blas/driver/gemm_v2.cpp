@@ -18,8 +18,8 @@ const void* gemm_locate_transposed(const gemm_desc& d, int32_t i, int32_t j) {
   return static_cast<const char*>(d.ptr) + off;
 }
 
-gemm_desc gemm_make_desc(const void* ptr, int32_t rows, int32_t cols, int32_t ld,
-                         int32_t elem_size, int32_t trans) {
+gemm_desc gemm_make_desc(const void* ptr, int32_t rows, int32_t cols, int32_t ld, int32_t elem_size,
+                         int32_t trans) {
   const int32_t op = trans == 0 ? 1 : trans == 1 ? 2 : trans == 2 ? 4 : 0;
   // "N" and C itself are addressed as stored; every other operation swaps.
   const gemm_locate_fn locate = (op == 1 || op == 0) ? gemm_locate_direct : gemm_locate_transposed;

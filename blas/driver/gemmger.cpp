@@ -47,8 +47,8 @@ void dger_columns(int32_t m, int32_t j0, int32_t j1, double alpha, const double*
 }
 
 void zger_columns(int32_t m, int32_t j0, int32_t j1, Cx alpha, const zcomplex* x, int32_t incx,
-                  bool conj_x, const zcomplex* y, int32_t incy, bool conj_y, Cx beta,
-                  zcomplex* c, int32_t ldc) {
+                  bool conj_x, const zcomplex* y, int32_t incy, bool conj_y, Cx beta, zcomplex* c,
+                  int32_t ldc) {
   const bool beta_zero = beta.re == 0.0 && beta.im == 0.0;
   const bool beta_one = beta.re == 1.0 && beta.im == 0.0;
   const bool alpha_zero = alpha.re == 0.0 && alpha.im == 0.0;
@@ -98,9 +98,9 @@ void zml_blas_dgemmger_omp(int32_t threads, int32_t m, int32_t n, double alpha, 
   }
 }
 
-void zml_blas_zgemmger_omp(int32_t threads, int32_t m, int32_t n, zcomplex alpha,
-                           const zcomplex* x, int32_t incx, bool conj_x, const zcomplex* y,
-                           int32_t incy, bool conj_y, zcomplex beta, zcomplex* c, int32_t ldc) {
+void zml_blas_zgemmger_omp(int32_t threads, int32_t m, int32_t n, zcomplex alpha, const zcomplex* x,
+                           int32_t incx, bool conj_x, const zcomplex* y, int32_t incy, bool conj_y,
+                           zcomplex beta, zcomplex* c, int32_t ldc) {
   const Cx al{alpha.real(), alpha.imag()}, be{beta.real(), beta.imag()};
 #pragma omp parallel num_threads(threads)
   {

@@ -23,8 +23,8 @@ inline constexpr int kCodePaths = 12;
 // 0..6 are SSE2-level paths (SSSE3 gains nothing for these kernels),
 // 7 SSE4.2, 8 AVX, 9 AVX2, 10 never occurs, 11 AVX-512.
 inline constexpr std::array<Isa, kCodePaths> kIsaOfCodePath = {
-    Isa::kSse2,  Isa::kSse2, Isa::kSse2, Isa::kSse2, Isa::kSse2, Isa::kSse2,
-    Isa::kSse2,  Isa::kSse42, Isa::kAvx, Isa::kAvx2, Isa::kAvx2, Isa::kAvx512};
+    Isa::kSse2, Isa::kSse2,  Isa::kSse2, Isa::kSse2, Isa::kSse2, Isa::kSse2,
+    Isa::kSse2, Isa::kSse42, Isa::kAvx,  Isa::kAvx2, Isa::kAvx2, Isa::kAvx512};
 
 // True when the running processor and operating system support `isa` and the
 // instruction cap allows it. Answered from the detection of service/cpu/.

@@ -39,10 +39,10 @@ void conventional_caller(void) {
 
   /* CBLAS */
   cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasTrans, 4, 4, 4, alpha, a, 4, b, 4, beta, c, 4);
-  cblas_zgemm(CblasColMajor, CblasConjTrans, CblasNoTrans, 2, 2, 2, zalpha, z, 2, z, 2, zbeta,
-              z, 2);
-  cblas_zgemm3m(CblasColMajor, CblasNoTrans, CblasNoTrans, 2, 2, 2, zalpha, z, 2, z, 2, zbeta,
-                z, 2);
+  cblas_zgemm(CblasColMajor, CblasConjTrans, CblasNoTrans, 2, 2, 2, zalpha, z, 2, z, 2, zbeta, z,
+              2);
+  cblas_zgemm3m(CblasColMajor, CblasNoTrans, CblasNoTrans, 2, 2, 2, zalpha, z, 2, z, 2, zbeta, z,
+                2);
   {
     CBLAS_TRANSPOSE ta = CblasNoTrans, tb = CblasNoTrans;
     int mm = 2, nn = 2, kk = 2, ld = 2, gs = 1;
@@ -51,21 +51,21 @@ void conventional_caller(void) {
     double* cp[1] = {c};
     const void* zap[1] = {z};
     void* zcp[1] = {z};
-    cblas_dgemm_batch(CblasRowMajor, &ta, &tb, &mm, &nn, &kk, &alpha, ap, &ld, bp, &ld, &beta,
-                      cp, &ld, 1, &gs);
+    cblas_dgemm_batch(CblasRowMajor, &ta, &tb, &mm, &nn, &kk, &alpha, ap, &ld, bp, &ld, &beta, cp,
+                      &ld, 1, &gs);
     cblas_zgemm_batch(CblasRowMajor, &ta, &tb, &mm, &nn, &kk, zalpha, zap, &ld, zap, &ld, zbeta,
                       zcp, &ld, 1, &gs);
-    cblas_zgemm3m_batch(CblasRowMajor, &ta, &tb, &mm, &nn, &kk, zalpha, zap, &ld, zap, &ld,
-                        zbeta, zcp, &ld, 1, &gs);
+    cblas_zgemm3m_batch(CblasRowMajor, &ta, &tb, &mm, &nn, &kk, zalpha, zap, &ld, zap, &ld, zbeta,
+                        zcp, &ld, 1, &gs);
   }
   cblas_dgemv(CblasRowMajor, CblasNoTrans, 4, 4, alpha, a, 4, b, 1, beta, c, 1);
   cblas_zgemv(CblasColMajor, CblasConjTrans, 2, 2, zalpha, z, 2, z, 1, zbeta, z, 1);
   cblas_dtrsv(CblasRowMajor, CblasUpper, CblasNoTrans, CblasNonUnit, 4, a, 4, b, 1);
   cblas_ztrsv(CblasColMajor, CblasLower, CblasConjTrans, CblasUnit, 2, z, 2, z, 1);
-  cblas_dtrsm(CblasRowMajor, CblasLeft, CblasUpper, CblasNoTrans, CblasNonUnit, 4, 4, alpha, a,
-              4, b, 4);
-  cblas_ztrsm(CblasColMajor, CblasRight, CblasLower, CblasConjTrans, CblasUnit, 2, 2, zalpha, z,
-              2, z, 2);
+  cblas_dtrsm(CblasRowMajor, CblasLeft, CblasUpper, CblasNoTrans, CblasNonUnit, 4, 4, alpha, a, 4,
+              b, 4);
+  cblas_ztrsm(CblasColMajor, CblasRight, CblasLower, CblasConjTrans, CblasUnit, 2, 2, zalpha, z, 2,
+              z, 2);
   cblas_dscal(4, alpha, a, 1);
   cblas_zscal(2, zalpha, z, 1);
 
@@ -77,8 +77,8 @@ void conventional_caller(void) {
   (void)LAPACKE_dtrtri(LAPACK_COL_MAJOR, 'U', 'N', 4, a, 4);
   (void)LAPACKE_dgeev(LAPACK_COL_MAJOR, 'N', 'V', 4, a, 4, w, s, NULL, 1, b, 4);
   (void)LAPACKE_dsyevd(LAPACK_COL_MAJOR, 'V', 'U', 4, a, 4, w);
-  (void)LAPACKE_dsyevr(LAPACK_COL_MAJOR, 'V', 'A', 'U', 4, a, 4, 0.0, 0.0, 0, 0, 0.0, &m_found,
-                       w, b, 4, isuppz);
+  (void)LAPACKE_dsyevr(LAPACK_COL_MAJOR, 'V', 'A', 'U', 4, a, 4, 0.0, 0.0, 0, 0, 0.0, &m_found, w,
+                       b, 4, isuppz);
   (void)LAPACKE_dgesdd(LAPACK_COL_MAJOR, 'A', 4, 4, a, 4, s, b, 4, c, 4);
   (void)LAPACKE_dgelss(LAPACK_COL_MAJOR, 4, 4, 1, a, 4, b, 4, s, -1.0, &rank);
   (void)LAPACKE_zgetrf(LAPACK_COL_MAJOR, 4, 4, za, 4, ipiv);
@@ -160,10 +160,10 @@ void conventional_caller(void) {
     zml_dcsrmv("N", &rows, &rows, &alpha, "GLNC", a, ja, ia, ia + 1, b, &beta, c);
     zml_dcsrmm("N", &rows, &rows, &rows, &alpha, "GLNC", a, ja, ia, ia + 1, b, &ldc, &beta, c,
                &ldc);
-    zml_dcsradd("N", &request, &sort, &rows, &rows, a, ja, ia, &beta, b, ja, ia, c, jc, ic,
-                &nzmax, &info);
-    zml_zcsradd("N", &request, &sort, &rows, &rows, zv, ja, ia, &zb, zv, ja, ia, zc, jc, ic,
-                &nzmax, &info);
+    zml_dcsradd("N", &request, &sort, &rows, &rows, a, ja, ia, &beta, b, ja, ia, c, jc, ic, &nzmax,
+                &info);
+    zml_zcsradd("N", &request, &sort, &rows, &rows, zv, ja, ia, &zb, zv, ja, ia, zc, jc, ic, &nzmax,
+                &info);
     zml_dcsrmultcsr("N", &request, &sort, &rows, &rows, &rows, a, ja, ia, b, ja, ia, c, jc, ic,
                     &nzmax, &info);
     zml_dcsrmultd("N", &rows, &rows, &rows, a, ja, ia, b, ja, ia, c, &ldc);

@@ -76,8 +76,8 @@ std::vector<T> naive_gemm(bool row_major, char ta, char tb, int64_t m, int64_t n
       const size_t ci = at(row_major, ldc, i, j);
       const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(c[ci]);
       out[ci] = narrow<T>(widen(alpha) * s + old);
-      (*scale)[static_cast<size_t>(i + j * m)] = static_cast<double>(
-          std::abs(widen(alpha)) * mag + std::abs(old)) + 1e-300;
+      (*scale)[static_cast<size_t>(i + j * m)] =
+          static_cast<double>(std::abs(widen(alpha)) * mag + std::abs(old)) + 1e-300;
     }
   }
   return out;
@@ -98,9 +98,8 @@ template <class T>
       in_block[ci] = true;
       const double err = std::abs(got[ci] - want[ci]) / scale[static_cast<size_t>(i + j * m)];
       if (!(err <= tol)) {
-        return ::testing::AssertionFailure()
-               << what << ": element (" << i << ", " << j << ") off by " << err << " (bound "
-               << tol << ")";
+        return ::testing::AssertionFailure() << what << ": element (" << i << ", " << j
+                                             << ") off by " << err << " (bound " << tol << ")";
       }
     }
   }

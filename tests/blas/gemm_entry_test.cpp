@@ -123,7 +123,9 @@ std::vector<BadCase> bad_cases() {
 // before any output is compared.
 class GemmEntryChecks : public ::testing::Test {
  protected:
-  void SetUp() override { (void)capture_stdout([] { zml::blas::gemm_driver_generation(); }); }
+  void SetUp() override {
+    (void)capture_stdout([] { zml::blas::gemm_driver_generation(); });
+  }
 };
 
 TEST_F(GemmEntryChecks, EachBadArgumentReportedOnceWithItsNumberAndCUntouched) {
@@ -259,15 +261,16 @@ TEST(GemmDriverQuick, EmptyCIsUntouchedEvenWithBetaNotOne) {
 
 template <class T>
 void k_zero_scales_by_beta() {
-  for (const auto& s : {std::array{7, 9}, std::array{1, 9}, std::array{7, 1}, std::array{150, 140}}) {
+  for (const auto& s :
+       {std::array{7, 9}, std::array{1, 9}, std::array{7, 1}, std::array{150, 140}}) {
     Product<T> p = product<T>(s[0], s[1], 0);
     p.lda = std::max(1, s[0]);
     p.ldb = 1;
     const T beta = scalar<T>(0.5, -0.25);
     std::vector<double> scale;
-    const std::vector<T> want = zml::test::naive_gemm<T>(false, 'N', 'N', s[0], s[1], 0, T(2.0),
-                                                         p.a.data(), p.lda, p.b.data(), p.ldb,
-                                                         beta, p.c, p.ldc, &scale);
+    const std::vector<T> want =
+        zml::test::naive_gemm<T>(false, 'N', 'N', s[0], s[1], 0, T(2.0), p.a.data(), p.lda,
+                                 p.b.data(), p.ldb, beta, p.c, p.ldc, &scale);
     call(p, T(2.0), beta);
     EXPECT_TRUE(zml::test::same_c(false, s[0], s[1], 0, p.c, want, p.ldc, scale, "k = 0"));
   }
@@ -285,9 +288,9 @@ void beta_zero_overwrites_nan() {
       for (int32_t i = 0; i < s[0]; ++i) p.c[i + static_cast<size_t>(j) * p.ldc] = T(kNaN);
     }
     std::vector<double> scale;
-    const std::vector<T> want = zml::test::naive_gemm<T>(false, 'N', 'N', s[0], s[1], s[2],
-                                                         T(1.5), p.a.data(), p.lda, p.b.data(),
-                                                         p.ldb, T(0.0), p.c, p.ldc, &scale);
+    const std::vector<T> want =
+        zml::test::naive_gemm<T>(false, 'N', 'N', s[0], s[1], s[2], T(1.5), p.a.data(), p.lda,
+                                 p.b.data(), p.ldb, T(0.0), p.c, p.ldc, &scale);
     call(p, T(1.5), T(0.0));
     EXPECT_TRUE(zml::test::same_c(false, s[0], s[1], s[2], p.c, want, p.ldc, scale, "beta = 0"))
         << s[0] << "x" << s[1] << "x" << s[2];

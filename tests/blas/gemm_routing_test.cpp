@@ -43,19 +43,20 @@ void gemm(const char* ta, const char* tb, int32_t m, int32_t n, int32_t k, zcomp
 // One column-major product with padded leading dimensions, checked against
 // the naive loop; returns the failure text or success.
 template <class T>
-::testing::AssertionResult check_product(char ta, char tb, int32_t m, int32_t n, int32_t k,
-                                         T alpha, T beta, int32_t pad, uint64_t seed) {
+::testing::AssertionResult check_product(char ta, char tb, int32_t m, int32_t n, int32_t k, T alpha,
+                                         T beta, int32_t pad, uint64_t seed) {
   const int32_t arows = ta == 'N' ? m : k, acols = ta == 'N' ? k : m;
   const int32_t brows = tb == 'N' ? k : n, bcols = tb == 'N' ? n : k;
   const int32_t lda = std::max(1, arows) + pad, ldb = std::max(1, brows) + pad,
                 ldc = std::max(1, m) + pad;
-  const auto a = zml::test::random_vector<T>(zml::test::mat_storage(false, arows, acols, lda), seed);
+  const auto a =
+      zml::test::random_vector<T>(zml::test::mat_storage(false, arows, acols, lda), seed);
   const auto b =
       zml::test::random_vector<T>(zml::test::mat_storage(false, brows, bcols, ldb), seed + 1);
   auto c = zml::test::random_vector<T>(zml::test::mat_storage(false, m, n, ldc), seed + 2);
   std::vector<double> scale;
-  const auto want = zml::test::naive_gemm<T>(false, ta, tb, m, n, k, alpha, a.data(), lda,
-                                             b.data(), ldb, beta, c, ldc, &scale);
+  const auto want = zml::test::naive_gemm<T>(false, ta, tb, m, n, k, alpha, a.data(), lda, b.data(),
+                                             ldb, beta, c, ldc, &scale);
   const char sa[2] = {ta, 0}, sb[2] = {tb, 0};
   gemm(sa, sb, m, n, k, alpha, a.data(), lda, b.data(), ldb, beta, c.data(), ldc);
   return zml::test::same_c(false, m, n, k, c, want, ldc, scale,
@@ -70,7 +71,7 @@ const char kComplexTrans[] = {'N', 'T', 'C'};
 // and both m and n equal to 1; the long inner dimensions pass the chunked
 // conjugation of the complex paths more than once.
 const int32_t kDegenerate[][3] = {{1, 9, 7}, {1, 3, 1100}, {9, 1, 7}, {3, 1, 1100},
-                                  {9, 8, 1}, {70, 66, 1}, {1, 1, 5},  {1, 1, 1}};
+                                  {9, 8, 1}, {70, 66, 1},  {1, 1, 5}, {1, 1, 1}};
 
 TEST(GemmRouting, DegenerateShapesRealAllTranspositions) {
   for (const auto& s : kDegenerate) {
@@ -103,8 +104,8 @@ TEST(GemmRouting, DegenerateShapesComplexAllNinePairs) {
 TEST(GemmRouting, RowOfCWithLargeLdcLeavesOtherRowsAlone) {
   // m = 1 writes C with increment ldc; same_c checks the rows in between bitwise.
   EXPECT_TRUE(check_product<double>('N', 'T', 1, 40, 30, 2.0, 1.0, 9, 41));
-  EXPECT_TRUE(check_product<zcomplex>('C', 'C', 1, 40, 30, zcomplex(2.0, 1.0), zcomplex(1.0, 0.0),
-                                      9, 42));
+  EXPECT_TRUE(
+      check_product<zcomplex>('C', 'C', 1, 40, 30, zcomplex(2.0, 1.0), zcomplex(1.0, 0.0), 9, 42));
 }
 
 // ---- the contiguous copy of x for k = 1 -----------------------------------------
@@ -119,8 +120,8 @@ TEST(GemmRank1Copy, DecisionIsStridedAndLongerThan64) {
 template <class T>
 int64_t copies_for(char ta, int32_t m, int32_t lda) {
   const int64_t before = zml::blas::gemm_rank1_copies_made();
-  EXPECT_TRUE(check_product<T>(ta, 'N', m, 5, 1, scalar<T>(1.5, 0.5), scalar<T>(0.5, 0.0),
-                               lda - 1, 51));
+  EXPECT_TRUE(
+      check_product<T>(ta, 'N', m, 5, 1, scalar<T>(1.5, 0.5), scalar<T>(0.5, 0.0), lda - 1, 51));
   return zml::blas::gemm_rank1_copies_made() - before;
 }
 
@@ -151,8 +152,8 @@ TEST(GemmGeneration, DISABLED_Child) {
   const std::string out = zml::test::capture_stdout([&] {
     ok = ok && check_product<double>('N', 'T', 200, 190, 180, 1.5, 0.5, 1, 61);
     ok = ok && check_product<double>('T', 'N', 40, 50, 60, 1.5, 0.0, 0, 62);
-    ok = ok && check_product<zcomplex>('C', 'N', 90, 80, 70, zcomplex(1.0, 1.0),
-                                       zcomplex(0.5, 0.0), 1, 63);
+    ok = ok && check_product<zcomplex>('C', 'N', 90, 80, 70, zcomplex(1.0, 1.0), zcomplex(0.5, 0.0),
+                                       1, 63);
   });
   zml::test::emit("cp", zml_serv_get_code_path());
   zml::test::emit("generation", zml::blas::gemm_driver_generation());

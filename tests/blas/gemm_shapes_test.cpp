@@ -48,8 +48,8 @@ enum class Via { kCblas, kInternal };
 
 // One product through `via` in `layout`, checked against the naive loop.
 template <class T>
-::testing::AssertionResult run_case(Via via, bool row_major, char ta, char tb, int32_t m,
-                                    int32_t n, int32_t k, uint64_t seed) {
+::testing::AssertionResult run_case(Via via, bool row_major, char ta, char tb, int32_t m, int32_t n,
+                                    int32_t k, uint64_t seed) {
   using zml::test::mat_storage;
   const int32_t ar = ta == 'N' ? m : k, ac = ta == 'N' ? k : m;
   const int32_t br = tb == 'N' ? k : n, bc = tb == 'N' ? n : k;
@@ -74,19 +74,19 @@ template <class T>
   const char sa[2] = {ta, 0}, sb[2] = {tb, 0};
   if constexpr (zml::test::is_complex<T>::value) {
     if (via == Via::kCblas) {
-      cblas_zgemm(row_major ? CblasRowMajor : CblasColMajor, cblas_trans(ta), cblas_trans(tb), m,
-                  n, k, &alpha, a.data(), lda, b.data(), ldb, &beta, c.data(), ldc);
+      cblas_zgemm(row_major ? CblasRowMajor : CblasColMajor, cblas_trans(ta), cblas_trans(tb), m, n,
+                  k, &alpha, a.data(), lda, b.data(), ldb, &beta, c.data(), ldc);
     } else {
-      zml::blas::zgemm(sa, sb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta,
-                       c.data(), &ldc);
+      zml::blas::zgemm(sa, sb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(),
+                       &ldc);
     }
   } else {
     if (via == Via::kCblas) {
-      cblas_dgemm(row_major ? CblasRowMajor : CblasColMajor, cblas_trans(ta), cblas_trans(tb), m,
-                  n, k, alpha, a.data(), lda, b.data(), ldb, beta, c.data(), ldc);
+      cblas_dgemm(row_major ? CblasRowMajor : CblasColMajor, cblas_trans(ta), cblas_trans(tb), m, n,
+                  k, alpha, a.data(), lda, b.data(), ldb, beta, c.data(), ldc);
     } else {
-      zml::blas::dgemm(sa, sb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta,
-                       c.data(), &ldc);
+      zml::blas::dgemm(sa, sb, &m, &n, &k, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(),
+                       &ldc);
     }
   }
   return zml::test::same_c(row_major, m, n, k, c, want, ldc, scale,
@@ -100,8 +100,8 @@ template <class T>
 template <class T>
 std::vector<std::pair<char, char>> pairs_for(int64_t work, bool row_major) {
   const bool complex = zml::test::is_complex<T>::value;
-  const std::vector<char> letters = complex ? std::vector<char>{'N', 'T', 'C'}
-                                            : std::vector<char>{'N', 'T'};
+  const std::vector<char> letters =
+      complex ? std::vector<char>{'N', 'T', 'C'} : std::vector<char>{'N', 'T'};
   const int64_t all_limit = complex ? 400000 : 2200000;
   const int64_t two_limit = complex ? 5000000 : 40000000;
   std::vector<std::pair<char, char>> v;
@@ -142,8 +142,8 @@ TEST_P(GemmShapes, ZeroSizesLeaveCUntouched) {
   std::vector<double> a(4, 1.0), b(4, 1.0), c(4, 5.0);
   cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, 0, 2, 2, 1.0, a.data(), 1, b.data(), 2,
               3.0, c.data(), 1);
-  cblas_dgemm(CblasRowMajor, CblasTrans, CblasNoTrans, 2, 0, 2, 1.0, a.data(), 2, b.data(), 1,
-              3.0, c.data(), 1);
+  cblas_dgemm(CblasRowMajor, CblasTrans, CblasNoTrans, 2, 0, 2, 1.0, a.data(), 2, b.data(), 1, 3.0,
+              c.data(), 1);
   EXPECT_EQ(c, std::vector<double>(4, 5.0));
   std::vector<zcomplex> za(4, 1.0), zb(4, 1.0), zc(4, zcomplex(5.0, 1.0));
   const zcomplex one(1.0), three(3.0);

@@ -77,7 +77,7 @@ TEST(GemmV2ThreadChoice, CodePath8GateWorkAndFallback) {
   // Gate: m <= 32 and n <= 60 needs k > 32.
   EXPECT_EQ(gemm_v2_thread_choice(8, 8, 32, 60, 32), 1);
   // m <= 32, n > 60: k > 16 or n > 112.
-  EXPECT_EQ(gemm_v2_thread_choice(8, 8, 8, 113, 4), 1);  // passes, W = 2260, 4/113 = 0
+  EXPECT_EQ(gemm_v2_thread_choice(8, 8, 8, 113, 4), 1);   // passes, W = 2260, 4/113 = 0
   EXPECT_EQ(gemm_v2_thread_choice(8, 8, 8, 100, 16), 1);  // gate fails
   // m > 32 and k > 16: W = 2*40*40*20/3.2 = 20000 accepts t = 4.
   EXPECT_EQ(gemm_v2_thread_choice(8, 8, 40, 40, 20), 4);
@@ -167,7 +167,7 @@ TEST(GemmV1Routing, FirstRoutingSteps) {
 TEST(GemmV1Routing, TreeBetweenGeneralAndOneDimensionalRegions) {
   using zml::blas::gemm_v1_choice;
   auto route = [](bool cx, int32_t cp, int32_t T, int32_t m, int32_t n, int32_t k, int32_t ta,
-                   int32_t tb, bool copies = true, int64_t llc = int64_t{32} << 20) {
+                  int32_t tb, bool copies = true, int64_t llc = int64_t{32} << 20) {
     return gemm_v1_choice(cx, cp, T, m, n, k, ta, tb, copies, llc);
   };
   // One thread available, or too little work per member.
@@ -269,14 +269,14 @@ TEST(GemmRegions, RealRegionsEveryTeamSize) {
                                            c.b.data(), c.ldb, &c.beta, c.c.data(), c.ldc);
           EXPECT_TRUE(c.matches("1D_col t=" + std::to_string(t)));
           Case<double> bc(ta, tb, s[0], s[1], s[2], 73);
-          EXPECT_TRUE(zml::blas::zml_blas_dgemm_1D_bcopy(
-              t, sa, sb, bc.m, bc.n, bc.k, &bc.alpha, bc.a.data(), bc.lda, bc.b.data(), bc.ldb,
-              &bc.beta, bc.c.data(), bc.ldc));
+          EXPECT_TRUE(zml::blas::zml_blas_dgemm_1D_bcopy(t, sa, sb, bc.m, bc.n, bc.k, &bc.alpha,
+                                                         bc.a.data(), bc.lda, bc.b.data(), bc.ldb,
+                                                         &bc.beta, bc.c.data(), bc.ldc));
           EXPECT_TRUE(bc.matches("1D_bcopy t=" + std::to_string(t)));
           Case<double> ac(ta, tb, s[0], s[1], s[2], 74);
-          EXPECT_TRUE(zml::blas::zml_blas_dgemm_1D_acopy(
-              t, sa, sb, ac.m, ac.n, ac.k, &ac.alpha, ac.a.data(), ac.lda, ac.b.data(), ac.ldb,
-              &ac.beta, ac.c.data(), ac.ldc));
+          EXPECT_TRUE(zml::blas::zml_blas_dgemm_1D_acopy(t, sa, sb, ac.m, ac.n, ac.k, &ac.alpha,
+                                                         ac.a.data(), ac.lda, ac.b.data(), ac.ldb,
+                                                         &ac.beta, ac.c.data(), ac.ldc));
           EXPECT_TRUE(ac.matches("1D_acopy t=" + std::to_string(t)));
         }
       }
@@ -311,10 +311,10 @@ void v2_case(char ta, char tb, int32_t m, int32_t n, int32_t k, int32_t t, uint6
   const int32_t es = sizeof(T);
   const char sa[2] = {ta, 0}, sb[2] = {tb, 0};
   const int32_t ca = trans_code(sa), cb = trans_code(sb);
-  const gemm_desc da = gemm_make_desc(x.a.data(), ta == 'N' ? m : k, ta == 'N' ? k : m, x.lda,
-                                      es, ca);
-  const gemm_desc db = gemm_make_desc(x.b.data(), tb == 'N' ? k : n, tb == 'N' ? n : k, x.ldb,
-                                      es, cb);
+  const gemm_desc da =
+      gemm_make_desc(x.a.data(), ta == 'N' ? m : k, ta == 'N' ? k : m, x.lda, es, ca);
+  const gemm_desc db =
+      gemm_make_desc(x.b.data(), tb == 'N' ? k : n, tb == 'N' ? n : k, x.ldb, es, cb);
   const gemm_desc dc = gemm_make_desc(x.c.data(), m, n, x.ldc, es, -1);
   EXPECT_EQ(da.op, ta == 'N' ? 1 : ta == 'T' ? 2 : 4);
   EXPECT_EQ(dc.op, 0);
@@ -356,17 +356,16 @@ void ger_case(int32_t t, int32_t m, int32_t n, int32_t incx, int32_t incy, bool 
   for (int32_t i = 0; i < m; ++i) a[i] = element(x, i, incx, cx);
   for (int32_t j = 0; j < n; ++j) b[j] = element(y, j, incy, cy);
   std::vector<double> scale;
-  const auto want = zml::test::naive_gemm<T>(false, 'N', 'N', m, n, 1, alpha, a.data(), m,
-                                             b.data(), 1, beta, c, ldc, &scale);
+  const auto want = zml::test::naive_gemm<T>(false, 'N', 'N', m, n, 1, alpha, a.data(), m, b.data(),
+                                             1, beta, c, ldc, &scale);
   if constexpr (zml::test::is_complex<T>::value) {
     zml::blas::zml_blas_zgemmger_omp(t, m, n, alpha, x.data(), incx, cx, y.data(), incy, cy, beta,
                                      c.data(), ldc);
   } else {
-    zml::blas::zml_blas_dgemmger_omp(t, m, n, alpha, x.data(), incx, y.data(), incy, beta,
-                                     c.data(), ldc);
+    zml::blas::zml_blas_dgemmger_omp(t, m, n, alpha, x.data(), incx, y.data(), incy, beta, c.data(),
+                                     ldc);
   }
-  EXPECT_TRUE(zml::test::same_c(false, m, n, 1, c, want, ldc, scale,
-                                "ger t=" + std::to_string(t)));
+  EXPECT_TRUE(zml::test::same_c(false, m, n, 1, c, want, ldc, scale, "ger t=" + std::to_string(t)));
 }
 
 TEST(GemmRegions, RankOneUpdateEveryTeamSize) {
@@ -400,14 +399,14 @@ TEST(GemmStriped, DISABLED_Child) {
     for (char ta : {'N', 'C'}) {
       Case<zcomplex> z(ta, 'T', 40, 33, 12, 112);
       const char sa[2] = {ta, 0};
-      zml::blas::zgemm(sa, "T", &z.m, &z.n, &z.k, &z.alpha, z.a.data(), &z.lda, z.b.data(),
-                       &z.ldb, &z.beta, z.c.data(), &z.ldc);
+      zml::blas::zgemm(sa, "T", &z.m, &z.n, &z.k, &z.alpha, z.a.data(), &z.lda, z.b.data(), &z.ldb,
+                       &z.beta, z.c.data(), &z.ldc);
       ok = ok && z.matches("striped z");
     }
     // k = 0 also takes the striped region.
     Case<double> k0('N', 'N', 50, 40, 0, 113);
-    zml::blas::dgemm("N", "N", &k0.m, &k0.n, &k0.k, &k0.alpha, k0.a.data(), &k0.lda,
-                     k0.b.data(), &k0.ldb, &k0.beta, k0.c.data(), &k0.ldc);
+    zml::blas::dgemm("N", "N", &k0.m, &k0.n, &k0.k, &k0.alpha, k0.a.data(), &k0.lda, k0.b.data(),
+                     &k0.ldb, &k0.beta, k0.c.data(), &k0.ldc);
     ok = ok && k0.matches("striped k=0");
   }
   zml::test::emit("ok", ok ? 1 : 0);

@@ -145,8 +145,8 @@ Topology topology() {
   DWORD len = 0;
   GetLogicalProcessorInformation(nullptr, &len);
   if (len > 0) {
-    auto* info = static_cast<SYSTEM_LOGICAL_PROCESSOR_INFORMATION*>(
-        HeapAlloc(GetProcessHeap(), 0, len));
+    auto* info =
+        static_cast<SYSTEM_LOGICAL_PROCESSOR_INFORMATION*>(HeapAlloc(GetProcessHeap(), 0, len));
     if (info && GetLogicalProcessorInformation(info, &len)) {
       int cores = 0, packages = 0;
       for (DWORD i = 0; i < len / sizeof(*info); ++i) {
