@@ -14,21 +14,10 @@
 #include "service/config/settings.h"
 #include "tests/support/gemm_ref.h"
 
-// The threaded entry is linked in once the drivers land; until then the weak
-// reference stays null and the threaded rows are skipped.
-namespace zml::blas {
-__attribute__((weak)) void dgemm(const char* transa, const char* transb, const int32_t* m,
-                                 const int32_t* n, const int32_t* k, const double* alpha,
-                                 const double* a, const int32_t* lda, const double* b,
-                                 const int32_t* ldb, const double* beta, double* c,
-                                 const int32_t* ldc, hidden_len la, hidden_len lb);
-}  // namespace zml::blas
-
 namespace {
 
 using cblas_dgemm_fn = void (*)(int, int, int, int, int, int, double, const double*, int,
                                 const double*, int, double, double*, int);
-using set_threads_fn = void (*)(int);
 
 constexpr int kColMajor = 102, kNoTrans = 111, kTrans = 112;
 
@@ -68,18 +57,11 @@ struct Case {
 }  // namespace
 
 int main() {
-  // The peer tunes itself from these; keep its own detection.
-  unsetenv("OPENBLAS_CORETYPE");
-  unsetenv("OPENBLAS_L2_SIZE");
-  std::string which;
-  void* peer = zml::bench::load_peer({"libopenblas.so.0"}, &which);
-  auto peer_gemm = reinterpret_cast<cblas_dgemm_fn>(zml::bench::peer_symbol(peer, "cblas_dgemm"));
-  auto peer_threads =
-      reinterpret_cast<set_threads_fn>(zml::bench::peer_symbol(peer, "openblas_set_num_threads"));
-  if (peer_threads) peer_threads(1);
+  const zml::bench::BlasPeer peer = zml::bench::load_blas_peer();
+  auto peer_gemm = reinterpret_cast<cblas_dgemm_fn>(peer.symbol("cblas_dgemm"));
 
   zml::bench::print_header("dgemm, 1 thread (zml_blas_dgemm_serial)");
-  std::printf("peer: %s\n", peer_gemm ? which.c_str() : "not installed");
+  std::printf("peer: %s\n", peer_gemm ? peer.name.c_str() : "not installed");
   const double peak = __builtin_cpu_supports("avx512f") ? fma_peak_gflops() : 0.0;
   std::printf("measured FMA peak of one core: %.1f GFLOPS\n\n", peak);
   std::printf("%-4s %6s %12s %12s %8s %8s\n", "op", "n", "ours GF/s", "peer GF/s", "ratio",
@@ -100,7 +82,7 @@ int main() {
     zml::test::fill_random(c, 3u);
     const double flops = 2.0 * n * n * n;
     // Tiny sizes repeat the call in a batch so one sample lasts about a millisecond.
-    const int batch = flops < 1e7 ? static_cast<int>(1e7 / flops) + 1 : 1;
+    const int batch = zml::bench::batch_for(flops, 1e7);
     const int repeats = n >= 4000 ? 3 : (n >= 1024 ? 5 : 11);
     const double alpha = 1.0, beta = 0.5;
     const char ta[2] = {cs.ta, 0}, tb[2] = {cs.tb, 0};
@@ -131,15 +113,11 @@ int main() {
     std::fflush(stdout);
   }
 
-  if (&zml::blas::dgemm == nullptr) {
-    std::printf("\nthreaded rows skipped: zml::blas::dgemm is not built yet\n");
-    return 0;
-  }
   std::printf("\nthrough zml::blas::dgemm (NN)\n%-8s %6s %12s %12s %8s\n", "threads", "n",
               "ours GF/s", "peer GF/s", "ratio");
   for (int threads : {1, 2}) {
     zml::serv::g_settings.domain_threads_blas.store(threads);
-    if (peer_threads) peer_threads(threads);
+    peer.threads(threads);
     for (int n : {256, 1024, 2048, 4000}) {
       if (only && std::atoi(only) != n) continue;
       std::vector<double> a(static_cast<size_t>(n) * n), b(a.size()), c(a.size());

@@ -11,22 +11,11 @@
 #include "service/config/settings.h"
 #include "tests/support/zgemm_ref.h"
 
-// The threaded entry is linked in once the drivers land; until then the weak
-// reference stays null and the threaded rows are skipped.
-namespace zml::blas {
-__attribute__((weak)) void zgemm(const char* transa, const char* transb, const int32_t* m,
-                                 const int32_t* n, const int32_t* k, const zcomplex* alpha,
-                                 const zcomplex* a, const int32_t* lda, const zcomplex* b,
-                                 const int32_t* ldb, const zcomplex* beta, zcomplex* c,
-                                 const int32_t* ldc, hidden_len la, hidden_len lb);
-}  // namespace zml::blas
-
 namespace {
 
 using zml::blas::zcomplex;
 using cblas_zgemm_fn = void (*)(int, int, int, int, int, int, const void*, const void*, int,
                                 const void*, int, const void*, void*, int);
-using set_threads_fn = void (*)(int);
 
 constexpr int kColMajor = 102;
 
@@ -55,7 +44,7 @@ void run_case(const Case& cs, int threads, int entry, cblas_zgemm_fn peer_gemm) 
   Operands op(n);
   const double flops = 8.0 * n * n * n;
   // Small sizes repeat the call in a batch so one sample lasts about a millisecond.
-  const int batch = flops < 2e7 ? static_cast<int>(2e7 / flops) + 1 : 1;
+  const int batch = zml::bench::batch_for(flops, 2e7);
   const int repeats = n >= 2048 ? 3 : (n >= 1024 ? 5 : 11);
   const char ta[2] = {cs.ta, 0}, tb[2] = {cs.tb, 0};
   const double ours = zml::bench::median_seconds(
@@ -92,18 +81,11 @@ void run_case(const Case& cs, int threads, int entry, cblas_zgemm_fn peer_gemm) 
 }  // namespace
 
 int main() {
-  // The peer tunes itself from these; keep its own detection.
-  unsetenv("OPENBLAS_CORETYPE");
-  unsetenv("OPENBLAS_L2_SIZE");
-  std::string which;
-  void* peer = zml::bench::load_peer({"libopenblas.so.0"}, &which);
-  auto peer_gemm = reinterpret_cast<cblas_zgemm_fn>(zml::bench::peer_symbol(peer, "cblas_zgemm"));
-  auto peer_threads =
-      reinterpret_cast<set_threads_fn>(zml::bench::peer_symbol(peer, "openblas_set_num_threads"));
-  if (peer_threads) peer_threads(1);
+  const zml::bench::BlasPeer peer = zml::bench::load_blas_peer();
+  auto peer_gemm = reinterpret_cast<cblas_zgemm_fn>(peer.symbol("cblas_zgemm"));
 
   zml::bench::print_header("zgemm (8*m*n*k flops), ours beside the peer; ratio = ours/peer");
-  std::printf("peer: %s\n\n", peer_gemm ? which.c_str() : "not installed");
+  std::printf("peer: %s\n\n", peer_gemm ? peer.name.c_str() : "not installed");
   std::printf("%-8s %7s %-4s %6s %12s %12s %8s\n", "entry", "threads", "op", "n", "ours GF/s",
               "peer GF/s", "ratio");
 
@@ -122,14 +104,10 @@ int main() {
     if (wanted(cs.n)) run_case(cs, 1, 0, peer_gemm);
   }
 
-  if (&zml::blas::zgemm == nullptr) {
-    std::printf("\nthreaded rows skipped: zml::blas::zgemm is not built yet\n");
-    return 0;
-  }
   std::printf("\n");
   for (int threads : {1, 2}) {
     zml::serv::g_settings.domain_threads_blas.store(threads);
-    if (peer_threads) peer_threads(threads);
+    peer.threads(threads);
     for (int n : {256, 1024, 2048}) {
       if (wanted(n)) run_case({'N', 'N', n}, threads, 1, peer_gemm);
     }

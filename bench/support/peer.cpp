@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <vector>
 
 #include "service/service.h"
@@ -23,6 +24,20 @@ void* load_peer(std::initializer_list<const char*> names, std::string* which) {
 }
 
 void* peer_symbol(void* lib, const char* name) { return lib ? dlsym(lib, name) : nullptr; }
+
+BlasPeer load_blas_peer() {
+  unsetenv("OPENBLAS_CORETYPE");
+  unsetenv("OPENBLAS_L2_SIZE");
+  BlasPeer peer;
+  peer.lib = load_peer({"libopenblas.so.0"}, &peer.name);
+  peer.set_threads = reinterpret_cast<void (*)(int)>(peer.symbol("openblas_set_num_threads"));
+  peer.threads(1);
+  return peer;
+}
+
+int batch_for(double flops, double min_flops) {
+  return flops < min_flops ? static_cast<int>(min_flops / flops) + 1 : 1;
+}
 
 double median_seconds(const std::function<void()>& fn, int repeats) {
   fn();

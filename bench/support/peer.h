@@ -16,6 +16,24 @@ void* peer_symbol(void* lib, const char* name);
 // Median wall time in seconds of `repeats` runs of fn after one warm-up run.
 double median_seconds(const std::function<void()>& fn, int repeats = 5);
 
+// The BLAS peer, loaded with its own processor detection (the tuning
+// variables a user may have set are cleared) and held to one thread until a
+// benchmark asks for more.
+struct BlasPeer {
+  void* lib = nullptr;
+  std::string name;  // the library that loaded
+  void (*set_threads)(int) = nullptr;
+  void* symbol(const char* sym) const { return peer_symbol(lib, sym); }
+  void threads(int n) const {
+    if (set_threads) set_threads(n);
+  }
+};
+BlasPeer load_blas_peer();
+
+// Calls per timed sample, so that a sample of `flops` work does at least
+// `min_flops` and lasts long enough for the clock.
+int batch_for(double flops, double min_flops);
+
 // Prints the common header: code path, threads, commit.
 void print_header(const char* title);
 

@@ -111,8 +111,8 @@ void loops(const typename T::Row& row, const Blocking& bl, int32_t ta, int32_t t
 // fits; a wider row computes nothing rather than overrun the buffers.
 template <class T>
 void on_stack(const typename T::Row& row, int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k,
-              typename T::Scalar alpha, const double* a, int64_t lda, const double* b,
-              int64_t ldb, typename T::Scalar beta, double* c, int64_t ldc) {
+              typename T::Scalar alpha, const double* a, int64_t lda, const double* b, int64_t ldb,
+              typename T::Scalar beta, double* c, int64_t ldc) {
   constexpr int64_t kStackK = 64, kStackDoubles = 32;
   constexpr int64_t kStackW = kStackDoubles / T::kWords;
   double sa[kStackK * kStackDoubles];
@@ -139,8 +139,7 @@ void run(const typename T::Row& row, int32_t ta, int32_t tb, int64_t m, int64_t 
   auto* buf =
       static_cast<double*>(serv::aligned_alloc(static_cast<size_t>(a_bytes + b_doubles * 8), 4096));
   if (buf != nullptr) {
-    loops<T>(row, bl, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, buf,
-             buf + a_bytes / 8);
+    loops<T>(row, bl, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, buf, buf + a_bytes / 8);
     serv::aligned_free(buf);
     return;
   }

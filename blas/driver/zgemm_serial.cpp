@@ -4,99 +4,28 @@
 // kernels. Conjugation is folded into packing.
 #include "blas/driver/zgemm_serial.h"
 
-#include <atomic>
-
 #include "blas/blas.h"
-#include "service/service.h"
+#include "blas/driver/gemm_blocked.h"
 
 namespace zml::blas {
 
 namespace {
 
-int64_t clamp64(int64_t v, int64_t lo, int64_t hi) { return v < lo ? lo : (v > hi ? hi : v); }
-
-// Splits `total` into the fewest pieces of at most `most`, of nearly equal
-// size rounded up to a multiple of `unit`, so the last pass is never a sliver.
-int64_t balanced(int64_t total, int64_t most, int64_t unit) {
-  const int64_t pieces = (total + most - 1) / most;
-  int64_t size = (total + pieces - 1) / pieces;
-  size = (size + unit - 1) / unit * unit;
-  return size < most ? size : most;
-}
-
-struct Blocking {
-  int64_t kc, mc, nc;
-};
-
-constexpr int64_t kZBytes = 16;  // one complex double
-
-Blocking blocking_for(const zgemm_variant& row, int64_t m, int64_t n, int64_t k) {
-  const serv::CacheSizes& cs = serv::cache_sizes();
-  const int64_t l1 = cs.l1d > 0 ? cs.l1d : 32 * 1024;
-  const int64_t l2 = cs.l2 > 0 ? cs.l2 : 256 * 1024;
-  const int64_t l3 = cs.l3 > 0 ? cs.l3 : 4 * 1024 * 1024;
-  const int64_t mr = row.mr, nr = row.nr;
-  int64_t kc = static_cast<int64_t>(row.l1_share * static_cast<double>(l1)) / (nr * kZBytes);
-  kc = clamp64(kc / 8 * 8, 16, row.kc_max);
-  kc = balanced(k, kc, 8);
-  int64_t mc = static_cast<int64_t>(row.l2_share * static_cast<double>(l2)) / (kc * kZBytes);
-  mc = clamp64(mc / mr * mr, mr, row.mc_max / mr * mr);
-  mc = balanced(m, mc, mr);
-  int64_t nc = static_cast<int64_t>(row.l3_share * static_cast<double>(l3)) / (kc * kZBytes);
-  nc = clamp64(nc / nr * nr, nr, row.nc_max / nr * nr);
-  nc = balanced(n, nc, nr);
-  return {kc, mc, nc};
-}
-
-// The loops proper, on buffers sized for `bl`. Pointers are to doubles, so
-// every complex offset is doubled.
-void blocked_loops(const zgemm_variant& row, const Blocking& bl, int32_t ta, int32_t tb, int64_t m,
-                   int64_t n, int64_t k, const double* alpha, const double* a, int64_t lda,
-                   const double* b, int64_t ldb, const double* beta, double* c, int64_t ldc,
-                   double* pa, double* pb) {
-  const int64_t mr = row.mr, nr = row.nr;
-  static constexpr double kOne[2] = {1.0, 0.0};
-  for (int64_t jc = 0; jc < n; jc += bl.nc) {
-    const int64_t nb = n - jc < bl.nc ? n - jc : bl.nc;
-    for (int64_t pc = 0; pc < k; pc += bl.kc) {
-      const int64_t kb = k - pc < bl.kc ? k - pc : bl.kc;
-      // op(B)(p, j) is b[p + j*ldb] for 'N' (k runs along a column) and
-      // b[j + p*ldb] for 'T' and 'C'.
-      const double* bsrc = tb != 0 ? b + 2 * (jc + pc * ldb) : b + 2 * (pc + jc * ldb);
-      row.pack_b(bsrc, ldb, nb, kb, tb == 0, tb == 2, pb);
-      // beta is applied by the first rank-kc update only; later ones accumulate.
-      const double* beta_pass = pc == 0 ? beta : kOne;
-      for (int64_t ic = 0; ic < m; ic += bl.mc) {
-        const int64_t mb = m - ic < bl.mc ? m - ic : bl.mc;
-        const double* asrc = ta != 0 ? a + 2 * (pc + ic * lda) : a + 2 * (ic + pc * lda);
-        row.pack_a(asrc, lda, mb, kb, ta != 0, ta == 2, pa);
-        for (int64_t jr = 0; jr < nb; jr += nr) {
-          const int64_t nn = nb - jr < nr ? nb - jr : nr;
-          const double* bp = pb + 2 * jr * kb;
-          double* cc = c + 2 * (ic + (jc + jr) * ldc);
-          for (int64_t ir = 0; ir < mb; ir += mr) {
-            const int64_t mm = mb - ir < mr ? mb - ir : mr;
-            row.ukernel(mm, nn, kb, alpha, pa + 2 * ir * kb, bp, beta_pass, cc + 2 * ir, ldc);
-          }
-        }
-      }
-    }
+struct ComplexElem {
+  using Row = zgemm_variant;
+  using Scalar = const double*;
+  static constexpr int64_t kWords = 2;
+  static constexpr double kOneValue[2] = {1.0, 0.0};
+  static constexpr const double* kOne = kOneValue;
+  static void pack(zgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
+                   bool k_contiguous, bool conj, double* dst) {
+    fn(x, ld, rows, k, k_contiguous, conj, dst);
   }
-}
+};
 
 }  // namespace
 
-const zgemm_variant& zgemm_active_variant() {
-  // The code path is fixed for the life of the process, so the pick is made
-  // once; the store is idempotent and needs no lock.
-  static std::atomic<const zgemm_variant*> chosen{nullptr};
-  const zgemm_variant* row = chosen.load(std::memory_order_acquire);
-  if (row == nullptr) {
-    row = &dispatch::pick(kZgemmTable);
-    chosen.store(row, std::memory_order_release);
-  }
-  return *row;
-}
+const zgemm_variant& zgemm_active_variant() { return gemm_blocked::pick_once(kZgemmTable); }
 
 void zgemm_scale_c(int64_t m, int64_t n, const double* beta, double* c, int64_t ldc) {
   const double br = beta[0], bi = beta[1];
@@ -119,29 +48,7 @@ void zgemm_scale_c(int64_t m, int64_t n, const double* beta, double* c, int64_t 
 void zgemm_blocked(const zgemm_variant& row, int32_t ta, int32_t tb, int64_t m, int64_t n,
                    int64_t k, const double* alpha, const double* a, int64_t lda, const double* b,
                    int64_t ldb, const double* beta, double* c, int64_t ldc) {
-  Blocking bl = blocking_for(row, m, n, k);
-  const int64_t mr = row.mr, nr = row.nr;
-  // Both packing buffers in one allocation, once per call; the memory
-  // manager's per-thread cache makes repeated same-size requests cheap.
-  const int64_t a_doubles = (bl.mc + mr - 1) / mr * mr * bl.kc * 2;
-  const int64_t b_doubles = (bl.nc + nr - 1) / nr * nr * bl.kc * 2;
-  const int64_t a_bytes = (a_doubles * 8 + 4095) / 4096 * 4096;
-  auto* buf =
-      static_cast<double*>(serv::aligned_alloc(static_cast<size_t>(a_bytes + b_doubles * 8), 4096));
-  if (buf != nullptr) {
-    blocked_loops(row, bl, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, buf,
-                  buf + a_bytes / 8);
-    serv::aligned_free(buf);
-    return;
-  }
-  // Work memory refused: the same loops with one micro-panel of each operand
-  // on the stack. Slow, but the result is still computed.
-  constexpr int64_t kStackK = 64, kStackW = 16;
-  double sa[2 * kStackK * kStackW];
-  double sb[2 * kStackK * kStackW];
-  if (mr > kStackW || nr > kStackW) return;
-  bl = {kStackK, mr, nr};
-  blocked_loops(row, bl, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, sa, sb);
+  gemm_blocked::run<ComplexElem>(row, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 void zgemm_small(const zgemm_variant& row, int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k,

@@ -31,75 +31,43 @@ dgemm_pack_t dgemm_pack_8;
 dgemm_small_t dgemm_small;
 }  // namespace avx512
 
+// Rows the cache shares were not tuned for take the same rules of thumb: a B
+// micro-panel in a third (narrow tiles) or a quarter (wide A panels) of L1,
+// the A block in half of L2, the B panel in a quarter of L3.
+constexpr dgemm_variant untuned(dgemm_ukernel_fn ukernel, int32_t mr, int32_t nr, double l1_share,
+                                dgemm_pack_fn pack_a, dgemm_pack_fn pack_b, Isa isa,
+                                const char* name) {
+  return {.ukernel = ukernel,
+          .mr = mr,
+          .nr = nr,
+          .l1_share = l1_share,
+          .l2_share = 0.5,
+          .l3_share = 0.25,
+          .kc_max = 256,
+          .mc_max = 512,
+          .nc_max = 4096,
+          .pack_a = pack_a,
+          .pack_b = pack_b,
+          .small = nullptr,
+          .small_max = 32,
+          .isa = isa,
+          .name = name};
+}
+
+constexpr dgemm_variant kDgemmRef = untuned(ref::dgemm_kernel_4x4, 4, 4, 0.33, ref::dgemm_pack_4,
+                                            ref::dgemm_pack_4, Isa::kRef, "ref_4x4");
+constexpr dgemm_variant kSse2 = untuned(sse2::dgemm_kernel_4x4, 4, 4, 0.33, sse2::dgemm_pack_4,
+                                        sse2::dgemm_pack_4, Isa::kSse2, "sse2_4x4");
+constexpr dgemm_variant kAvx = untuned(avx::dgemm_kernel_8x4, 8, 4, 0.25, avx::dgemm_pack_8,
+                                       avx::dgemm_pack_4, Isa::kAvx, "avx_8x4");
+constexpr dgemm_variant kAvx2 = untuned(avx2::dgemm_kernel_8x6, 8, 6, 0.25, avx2::dgemm_pack_8,
+                                        avx2::dgemm_pack_6, Isa::kAvx2, "avx2_8x6");
+
 // The AVX-512 shares were tuned by measurement on a 48 KiB L1d / 1 MiB L2 /
 // 32 MiB L3 part: kc 256 keeps a B micro-panel in a third of L1 next to the
 // streaming A micro-panel, the packed A block (384 x 256) in three quarters of
 // L2, and the B panel in a quarter of L3 so that threads running side by side
-// still share it. The other rows use the same rules of thumb, untuned.
-constexpr dgemm_variant kDgemmRef = {.ukernel = ref::dgemm_kernel_4x4,
-                                     .mr = 4,
-                                     .nr = 4,
-                                     .l1_share = 0.33,
-                                     .l2_share = 0.5,
-                                     .l3_share = 0.25,
-                                     .kc_max = 256,
-                                     .mc_max = 512,
-                                     .nc_max = 4096,
-                                     .pack_a = ref::dgemm_pack_4,
-                                     .pack_b = ref::dgemm_pack_4,
-                                     .small = nullptr,
-                                     .small_max = 32,
-                                     .isa = Isa::kRef,
-                                     .name = "ref_4x4"};
-
-constexpr dgemm_variant kSse2 = {.ukernel = sse2::dgemm_kernel_4x4,
-                                 .mr = 4,
-                                 .nr = 4,
-                                 .l1_share = 0.33,
-                                 .l2_share = 0.5,
-                                 .l3_share = 0.25,
-                                 .kc_max = 256,
-                                 .mc_max = 512,
-                                 .nc_max = 4096,
-                                 .pack_a = sse2::dgemm_pack_4,
-                                 .pack_b = sse2::dgemm_pack_4,
-                                 .small = nullptr,
-                                 .small_max = 32,
-                                 .isa = Isa::kSse2,
-                                 .name = "sse2_4x4"};
-
-constexpr dgemm_variant kAvx = {.ukernel = avx::dgemm_kernel_8x4,
-                                .mr = 8,
-                                .nr = 4,
-                                .l1_share = 0.25,
-                                .l2_share = 0.5,
-                                .l3_share = 0.25,
-                                .kc_max = 256,
-                                .mc_max = 512,
-                                .nc_max = 4096,
-                                .pack_a = avx::dgemm_pack_8,
-                                .pack_b = avx::dgemm_pack_4,
-                                .small = nullptr,
-                                .small_max = 32,
-                                .isa = Isa::kAvx,
-                                .name = "avx_8x4"};
-
-constexpr dgemm_variant kAvx2 = {.ukernel = avx2::dgemm_kernel_8x6,
-                                 .mr = 8,
-                                 .nr = 6,
-                                 .l1_share = 0.25,
-                                 .l2_share = 0.5,
-                                 .l3_share = 0.25,
-                                 .kc_max = 256,
-                                 .mc_max = 512,
-                                 .nc_max = 4096,
-                                 .pack_a = avx2::dgemm_pack_8,
-                                 .pack_b = avx2::dgemm_pack_6,
-                                 .small = nullptr,
-                                 .small_max = 32,
-                                 .isa = Isa::kAvx2,
-                                 .name = "avx2_8x6"};
-
+// still share it.
 constexpr dgemm_variant kAvx512 = {.ukernel = avx512::dgemm_kernel_24x8,
                                    .mr = 24,
                                    .nr = 8,
@@ -133,7 +101,7 @@ constexpr dispatch::Table<dgemm_variant> kDgemmTable = {
 static_assert(kDgemmTable.size() == dispatch::kCodePaths);
 static_assert(kDgemmTable[8]->isa == Isa::kAvx, "code path 8 has no FMA");
 
-constexpr const dgemm_variant *kDgemmRows[] = {&kDgemmRef, &kSse2,   &kAvx,
+constexpr const dgemm_variant* kDgemmRows[] = {&kDgemmRef, &kSse2,   &kAvx,
                                                &kAvx2,     &kAvx512, nullptr};
 
 }  // namespace zml::blas

@@ -58,14 +58,16 @@ using dgemm_ukernel_fn = dgemm_ukernel_t*;
 using dgemm_pack_fn = dgemm_pack_t*;
 using dgemm_small_fn = dgemm_small_t*;
 
-// One dgemm variant. Block sizes are stated as shares of the cache levels
-// reported by the service layer, so one row serves any cache hierarchy:
+// One gemm variant, the same fields for every element type. Block sizes are
+// stated as shares of the cache levels reported by the service layer, so one
+// row serves any cache hierarchy (sizes in elements of the row's type):
 //   kc: a B micro-panel (kc x NR) takes about l1_share of L1d;
 //   mc: the packed A block (mc x kc) takes about l2_share of L2;
 //   nc: the packed B panel (kc x nc) takes about l3_share of L3.
 // The *_max fields bound the results when caches are reported oddly.
-struct dgemm_variant {
-  dgemm_ukernel_fn ukernel;
+template <class UkernelFn, class PackFn, class SmallFn>
+struct gemm_variant {
+  UkernelFn ukernel;
   int32_t mr;
   int32_t nr;
   double l1_share;
@@ -74,13 +76,17 @@ struct dgemm_variant {
   int32_t kc_max;
   int32_t mc_max;
   int32_t nc_max;
-  dgemm_pack_fn pack_a;  // panels of width mr
-  dgemm_pack_fn pack_b;  // panels of width nr
-  dgemm_small_fn small;  // null: the driver packs small operands on the stack
-  int32_t small_max;     // m, n, k up to this take the small path (<= kSmallMax)
+  PackFn pack_a;      // panels of width mr
+  PackFn pack_b;      // panels of width nr
+  SmallFn small;      // the small-matrix entry (see each family's contract)
+  int32_t small_max;  // m, n, k up to this take the small path
   zml::dispatch::Isa isa;
   const char* name;
 };
+
+// small may be null: the driver then packs small operands on the stack.
+// small_max is at most kSmallMax.
+using dgemm_variant = gemm_variant<dgemm_ukernel_fn, dgemm_pack_fn, dgemm_small_fn>;
 
 // The variant of each code path, slots 0..11, and the plain C++ reference row.
 extern const zml::dispatch::Table<dgemm_variant> kDgemmTable;
