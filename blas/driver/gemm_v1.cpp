@@ -159,52 +159,63 @@ void zml_blas_zgemm_1D_col(int32_t threads, const char* transa, const char* tran
   grid_region(Cut::kCols, threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
-// Every member copies its share of op(B)'s columns into the shared k x n
-// copy; after the barrier all of it is read, and each member multiplies its
-// rows of C against the copy as an untransposed operand.
-bool zml_blas_dgemm_1D_bcopy(int32_t threads, const char* transa, const char* transb, int32_t m,
-                             int32_t n, int32_t k, const double* alpha, const double* a,
-                             int32_t lda, const double* b, int32_t ldb, const double* beta,
-                             double* c, int32_t ldc) {
+namespace {
+
+// The body of both shared-copy regions: every member copies its share of the
+// columns of one operand (rows x cols once transposed as asked) into a shared
+// contiguous copy; after the barrier all of the copy is read, and each member
+// multiplies its own part of C with the copy as an untransposed operand.
+// copy_b: op(B) (k x n) is copied and C's rows are split; otherwise op(A)
+// (m x k) is copied and C's columns are split.
+bool shared_copy_region(bool copy_b, int32_t threads, const char* transa, const char* transb,
+                        int32_t m, int32_t n, int32_t k, const double* alpha, const double* a,
+                        int32_t lda, const double* b, int32_t ldb, const double* beta, double* c,
+                        int32_t ldc) {
   if (k <= 0) return false;
-  auto* copy = static_cast<double*>(
-      serv::aligned_alloc(sizeof(double) * static_cast<size_t>(k) * static_cast<size_t>(n), 128));
+  const int32_t rows = copy_b ? k : m, cols = copy_b ? n : k;
+  auto* copy = static_cast<double*>(serv::aligned_alloc(
+      sizeof(double) * static_cast<size_t>(rows) * static_cast<size_t>(cols), 128));
   if (copy == nullptr) return false;
-  const bool tb = trans_code(transb) != 0;
+  const double* src = copy_b ? b : a;
+  const int32_t ld = copy_b ? ldb : lda;
+  const bool trans = trans_code(copy_b ? transb : transa) != 0;
   const GemmUnits u = dgemm_split_units();
 #pragma omp parallel num_threads(threads)
   {
     const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
-    copy_op_columns(b, ldb, tb, k, gemm_cut(n, team, id, 1), gemm_cut(n, team, id + 1, 1), copy);
+    copy_op_columns(src, ld, trans, rows, gemm_cut(cols, team, id, 1),
+                    gemm_cut(cols, team, id + 1, 1), copy);
 #pragma omp barrier
-    gemm_piece(transa, "N", gemm_cut(m, team, id, u.rows), gemm_cut(m, team, id + 1, u.rows), 0, n,
-               k, alpha, a, lda, copy, k, beta, c, ldc);
+    if (copy_b) {
+      gemm_piece(transa, "N", gemm_cut(m, team, id, u.rows), gemm_cut(m, team, id + 1, u.rows), 0,
+                 n, k, alpha, a, lda, copy, k, beta, c, ldc);
+    } else {
+      gemm_piece("N", transb, 0, m, gemm_cut(n, team, id, u.cols),
+                 gemm_cut(n, team, id + 1, u.cols), k, alpha, copy, m, b, ldb, beta, c, ldc);
+    }
   }
   serv::aligned_free(copy);
   return true;
 }
 
-// The same with a shared m x k copy of op(A) and a split of C's columns.
+}  // namespace
+
+// A shared copy of op(B); C split by rows.
+bool zml_blas_dgemm_1D_bcopy(int32_t threads, const char* transa, const char* transb, int32_t m,
+                             int32_t n, int32_t k, const double* alpha, const double* a,
+                             int32_t lda, const double* b, int32_t ldb, const double* beta,
+                             double* c, int32_t ldc) {
+  return shared_copy_region(true, threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c,
+                            ldc);
+}
+
+// A shared copy of op(A); C split by columns.
 bool zml_blas_dgemm_1D_acopy(int32_t threads, const char* transa, const char* transb, int32_t m,
                              int32_t n, int32_t k, const double* alpha, const double* a,
                              int32_t lda, const double* b, int32_t ldb, const double* beta,
                              double* c, int32_t ldc) {
-  if (k <= 0) return false;
-  auto* copy = static_cast<double*>(
-      serv::aligned_alloc(sizeof(double) * static_cast<size_t>(m) * static_cast<size_t>(k), 128));
-  if (copy == nullptr) return false;
-  const bool ta = trans_code(transa) != 0;
-  const GemmUnits u = dgemm_split_units();
-#pragma omp parallel num_threads(threads)
-  {
-    const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
-    copy_op_columns(a, lda, ta, m, gemm_cut(k, team, id, 1), gemm_cut(k, team, id + 1, 1), copy);
-#pragma omp barrier
-    gemm_piece("N", transb, 0, m, gemm_cut(n, team, id, u.cols), gemm_cut(n, team, id + 1, u.cols),
-               k, alpha, copy, m, b, ldb, beta, c, ldc);
-  }
-  serv::aligned_free(copy);
-  return true;
+  return shared_copy_region(false, threads, transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c,
+                            ldc);
 }
 
 namespace {
