@@ -31,9 +31,11 @@ using set_threads_t = void (*)(int);
 // load on a shared machine count less.
 constexpr int kRounds = 3;
 
-// Streaming read of 1 GiB with `threads` threads, GB/s: each thread reads its
-// contiguous part front to back with eight independent sums, so the loop is
-// limited by memory, not by add latency.
+// Streaming read of 1 GiB with `threads` threads, GB/s. One sequential stream
+// per core is limited by how many misses the core keeps in flight, not by
+// memory, so each thread walks its part as eight interleaved streams (as a
+// matrix-vector product walks eight columns), summing into eight independent
+// vector accumulators.
 double read_bandwidth(int threads) {
   const size_t count = size_t(1) << 27;
   std::vector<double> buf(count, 1.0);
@@ -42,14 +44,20 @@ double read_bandwidth(int threads) {
     double total = 0;
 #pragma omp parallel num_threads(threads) reduction(+ : total)
     {
+      constexpr int kStreams = 8;
       const size_t per = count / size_t(omp_get_num_threads());
+      const size_t len = per / kStreams / 8 * 8;
       const double* p = buf.data() + per * size_t(omp_get_thread_num());
-      __m128d s[8];
+      __m128d s[kStreams];
       for (auto& v : s) v = _mm_setzero_pd();
-      for (size_t i = 0; i + 16 <= per; i += 16) {
-        for (int k = 0; k < 8; ++k) s[k] = _mm_add_pd(s[k], _mm_loadu_pd(p + i + 2 * k));
+      for (size_t i = 0; i < len; i += 8) {
+        for (int k = 0; k < kStreams; ++k) {
+          const double* q = p + size_t(k) * len + i;
+          s[k] = _mm_add_pd(s[k], _mm_add_pd(_mm_add_pd(_mm_loadu_pd(q), _mm_loadu_pd(q + 2)),
+                                             _mm_add_pd(_mm_loadu_pd(q + 4), _mm_loadu_pd(q + 6))));
+        }
       }
-      for (int k = 1; k < 8; ++k) s[0] = _mm_add_pd(s[0], s[k]);
+      for (int k = 1; k < kStreams; ++k) s[0] = _mm_add_pd(s[0], s[k]);
       total += _mm_cvtsd_f64(s[0]);
     }
     sink += total;
@@ -120,9 +128,8 @@ double time_case(const Case& c, const Peer* peer) {
 }  // namespace
 
 int main() {
-  // The peer reads these at load time; the comparison uses its own defaults.
-  unsetenv("OPENBLAS_CORETYPE");
-  unsetenv("OPENBLAS_L2_SIZE");
+  // The peer reads its tuning at load time, so this comes first.
+  const std::string peer_core = zml::bench::prepare_blas_peer("libopenblas.so.0");
 
   zml::bench::print_header("gemv");
   std::printf("own processor (threaded gemv allowed): %s\n",
@@ -155,7 +162,8 @@ int main() {
   peer.zgemv = reinterpret_cast<zgemv_t>(zml::bench::peer_symbol(lib, "cblas_zgemv"));
   auto peer_threads =
       reinterpret_cast<set_threads_t>(zml::bench::peer_symbol(lib, "openblas_set_num_threads"));
-  std::printf("peer: %s\n\n", lib ? which.c_str() : "none");
+  std::printf("peer: %s%s%s\n\n", lib ? which.c_str() : "none", lib ? ", kernels " : "",
+              lib ? peer_core.c_str() : "");
   if (peer.dgemv && peer.zgemv) {
     for (Case& c : cases) {
       if (peer_threads) peer_threads(c.threads);

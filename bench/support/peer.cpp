@@ -2,6 +2,8 @@
 #include "bench/support/peer.h"
 
 #include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -25,11 +27,61 @@ void* load_peer(std::initializer_list<const char*> names, std::string* which) {
 
 void* peer_symbol(void* lib, const char* name) { return lib ? dlsym(lib, name) : nullptr; }
 
-BlasPeer load_blas_peer() {
+namespace {
+
+// The kernel family the peer picks for this processor, asked in a child
+// process: the peer chooses once, at load time, so the benchmark process must
+// not load it before the choice is settled.
+std::string peer_core_name(const char* lib_name) {
+  int fd[2];
+  if (pipe(fd) != 0) return "";
+  const pid_t pid = fork();
+  if (pid == 0) {
+    close(fd[0]);
+    std::string name = "?";
+    if (void* h = dlopen(lib_name, RTLD_NOW | RTLD_LOCAL)) {
+      if (auto f = reinterpret_cast<const char* (*)()>(dlsym(h, "openblas_get_corename"))) {
+        name = f();
+      }
+    }
+    const ssize_t w = write(fd[1], name.data(), name.size());
+    _exit(w < 0 ? 1 : 0);
+  }
+  close(fd[1]);
+  char buf[64] = {};
+  const ssize_t got = pid > 0 ? read(fd[0], buf, sizeof buf - 1) : -1;
+  close(fd[0]);
+  if (pid > 0) waitpid(pid, nullptr, 0);
+  return got > 0 ? std::string(buf, size_t(got)) : "";
+}
+
+}  // namespace
+
+std::string prepare_blas_peer(const char* lib_name) {
+  // The tuning variables a user may have set are cleared: the peer runs with
+  // its own choices. A release of the peer that does not know this processor
+  // falls back to its oldest generic kernels, which would make any ratio
+  // meaningless; it then gets its strongest family the processor can run.
   unsetenv("OPENBLAS_CORETYPE");
   unsetenv("OPENBLAS_L2_SIZE");
+  std::string core = peer_core_name(lib_name);
+  if (core == "Prescott") {
+    const char* best = __builtin_cpu_supports("avx512f") ? "SkylakeX"
+                       : __builtin_cpu_supports("avx2")  ? "Haswell"
+                                                         : nullptr;
+    if (best) {
+      setenv("OPENBLAS_CORETYPE", best, 1);
+      core = std::string(best) + " (forced: the peer does not recognise this processor)";
+    }
+  }
+  return core;
+}
+
+BlasPeer load_blas_peer() {
+  const std::string core = prepare_blas_peer("libopenblas.so.0");
   BlasPeer peer;
   peer.lib = load_peer({"libopenblas.so.0"}, &peer.name);
+  if (peer.lib) peer.name += ", kernels " + core;
   peer.set_threads = reinterpret_cast<void (*)(int)>(peer.symbol("openblas_set_num_threads"));
   peer.threads(1);
   return peer;

@@ -29,6 +29,10 @@ struct BlasPeer {
   }
 };
 BlasPeer load_blas_peer();
+// Clears the user's tuning variables for the BLAS peer and, when the peer
+// would not recognise this processor, names its best kernels for it; returns
+// the kernel family the peer will use. Call before the peer is loaded.
+std::string prepare_blas_peer(const char* lib_name);
 
 // Calls per timed sample, so that a sample of `flops` work does at least
 // `min_flops` and lasts long enough for the clock.
