@@ -85,11 +85,13 @@ __attribute__((always_inline)) inline void small_block(int64_t n, int64_t k, con
   }
 }
 
+// Each shape out of line: inlined into one dispatcher, all of them share one
+// frame sized for the largest, and even a 2 x 2 call pays for setting it up.
 template <int kV, int kN, int kS>
-__attribute__((always_inline)) inline void small_blocks(int64_t m, int64_t n, int64_t k,
-                                                        double alpha, const double* a, int64_t lda,
-                                                        const double* b, int64_t rsb, int64_t csb,
-                                                        double beta, double* c, int64_t ldc) {
+__attribute__((noinline)) void small_blocks(int64_t m, int64_t n, int64_t k, double alpha,
+                                            const double* a, int64_t lda, const double* b,
+                                            int64_t rsb, int64_t csb, double beta, double* c,
+                                            int64_t ldc) {
   __mmask8 mask[kV];
   for (int v = 0; v < kV; ++v) mask[v] = dgemm_row_mask(m - 8 * v);
   const __m512d va = _mm512_set1_pd(alpha), vb = _mm512_set1_pd(beta);
