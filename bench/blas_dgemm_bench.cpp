@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/support/operands.h"
 #include "bench/support/peer.h"
 #include "blas/blas.h"
 #include "service/config/settings.h"
@@ -17,8 +18,8 @@
 
 namespace {
 
-using cblas_dgemm_fn = void (*)(int, int, int, int, int, int, double, const double*, int,
-                                const double*, int, double, double*, int);
+using cblas_dgemm_fn = void (*)(int, int, int, int, int, int, double, const double *, int,
+                                const double *, int, double, double *, int);
 
 constexpr int kColMajor = 102, kNoTrans = 111, kTrans = 112;
 
@@ -73,14 +74,12 @@ int main() {
   cases.push_back({'T', 'N', 2048});
   cases.push_back({'N', 'T', 2048});
   cases.push_back({'T', 'T', 2048});
-  const char* only = std::getenv("ZML_BENCH_N");
-  for (const Case& cs : cases) {
+  const char *only = std::getenv("ZML_BENCH_N");
+  for (const Case &cs : cases) {
     const int n = cs.n;
     if (only && std::atoi(only) != n) continue;
-    std::vector<double> a(static_cast<size_t>(n) * n), b(a.size()), c(a.size());
-    zml::test::fill_random(a, 1u);
-    zml::test::fill_random(b, 2u);
-    zml::test::fill_random(c, 3u);
+    zml::bench::SquareOperands<double> sq(n);
+    auto &a = sq.a, &b = sq.b, &c = sq.c;
     const double flops = 2.0 * n * n * n;
     // Tiny sizes repeat the call in a batch so one sample lasts about a millisecond.
     const int batch = zml::bench::batch_for(flops, 1e7);
@@ -122,10 +121,8 @@ int main() {
   zml::serv::g_settings.domain_threads_blas.store(1);
   for (int n : {8, 16, 32, 64}) {
     if (only && std::atoi(only) != n) continue;
-    std::vector<double> a(static_cast<size_t>(n) * n), b(a.size()), c(a.size());
-    zml::test::fill_random(a, 1u);
-    zml::test::fill_random(b, 2u);
-    zml::test::fill_random(c, 3u);
+    zml::bench::SquareOperands<double> sq(n);
+    auto &a = sq.a, &b = sq.b, &c = sq.c;
     const double flops = 2.0 * n * n * n;
     const int batch = zml::bench::batch_for(flops, 1e7);
     auto time_with = [&](auto fn) {
@@ -156,10 +153,8 @@ int main() {
     peer.threads(threads);
     for (int n : {256, 1024, 2048, 4000}) {
       if (only && std::atoi(only) != n) continue;
-      std::vector<double> a(static_cast<size_t>(n) * n), b(a.size()), c(a.size());
-      zml::test::fill_random(a, 1u);
-      zml::test::fill_random(b, 2u);
-      zml::test::fill_random(c, 3u);
+      zml::bench::SquareOperands<double> sq(n);
+      auto &a = sq.a, &b = sq.b, &c = sq.c;
       const double alpha = 1.0, beta = 0.5;
       const int repeats = n >= 4000 ? 3 : 5;
       const double ours = zml::bench::median_seconds(

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bench/support/operands.h"
 #include "bench/support/peer.h"
 #include "blas/blas.h"
 #include "service/config/settings.h"
@@ -26,22 +27,13 @@ struct Case {
   int n;
 };
 
-struct Operands {
-  std::vector<zcomplex> a, b, c;
-  explicit Operands(int n) : a(static_cast<size_t>(n) * n), b(a.size()), c(a.size()) {
-    zml::test::zfill_random(a, 1u);
-    zml::test::zfill_random(b, 2u);
-    zml::test::zfill_random(c, 3u);
-  }
-};
-
 const zcomplex kAlpha(1.0, 0.5), kBeta(0.5, -0.25);
 
 // Times ours (through `entry`: 0 the single-thread multiply, 1 the threaded
 // entry) and the peer on one case and prints a row.
 void run_case(const Case& cs, int threads, int entry, cblas_zgemm_fn peer_gemm) {
   const int n = cs.n;
-  Operands op(n);
+  zml::bench::SquareOperands<zcomplex> op(n);
   const double flops = 8.0 * n * n * n;
   // Small sizes repeat the call in a batch so one sample lasts about a millisecond.
   const int batch = zml::bench::batch_for(flops, 2e7);
