@@ -2,15 +2,15 @@
 // Checked entries of gemv and trsv: the argument checks in their fixed order,
 // the report of the first failure under the six-character name, and the
 // verbose line (written for failed calls too).
-#include "blas/blas.h"
-#include "service/service.h"
-#include "service/verbose.h"
+#include "blas/api/checked_entry.h"
 
 namespace zml::blas {
 
 namespace {
 
-int32_t max1(int32_t v) { return v > 1 ? v : 1; }
+using entry::checked;
+using entry::max1;
+
 bool is_uplo(const char* c) { return (c[0] & ~0x20) == 'U' || (c[0] & ~0x20) == 'L'; }
 bool is_diag(const char* c) { return (c[0] & ~0x20) == 'U' || (c[0] & ~0x20) == 'N'; }
 
@@ -36,15 +36,6 @@ int32_t check_trsv(const char* uplo, const char* trans, const char* diag, int32_
   if (lda < max1(n)) return 6;
   if (incx == 0) return 8;
   return 0;
-}
-
-// Installs the library's parameter-error routine first (the first installer
-// wins), then reports `info` when it is not 0. Returns whether checks passed.
-bool checked(const char* name, int32_t info) {
-  zml_serv_set_xerbla(zml_serv_xerbla);
-  if (info == 0) return true;
-  serv::param_error(name, info);
-  return false;
 }
 
 }  // namespace

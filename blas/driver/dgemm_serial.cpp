@@ -65,7 +65,11 @@ void zml_blas_dgemm_serial(const char* transa, const char* transb, const int32_t
   const bool ta = trans_code(transa) != 0;
   const bool tb = trans_code(transb) != 0;
   if (mm <= row.small_max && nn <= row.small_max && kk <= row.small_max) {
-    dgemm_small(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+    if (row.small != nullptr && !ta) {
+      dgemm_small_direct(row, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+    } else {
+      dgemm_small(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+    }
     return;
   }
   dgemm_blocked(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);

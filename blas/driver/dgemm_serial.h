@@ -27,6 +27,16 @@ void dgemm_blocked_on_stack(const dgemm_variant& row, bool trans_a, bool trans_b
                             int64_t n, int64_t k, double alpha, const double* a, int64_t lda,
                             const double* b, int64_t ldb, double beta, double* c, int64_t ldc);
 
+// The row's direct small kernel on untransposed A: op(B)(p, j) is
+// b[p + j*ldb] untransposed and b[j + p*ldb] transposed, and the kernel reads
+// B through both strides, so nothing is copied. Inline so that the serial
+// entry reaches the kernel without another call in between.
+inline void dgemm_small_direct(const dgemm_variant& row, bool trans_b, int64_t m, int64_t n,
+                               int64_t k, double alpha, const double* a, int64_t lda,
+                               const double* b, int64_t ldb, double beta, double* c, int64_t ldc) {
+  row.small(m, n, k, alpha, a, lda, b, trans_b ? ldb : 1, trans_b ? 1 : ldb, beta, c, ldc);
+}
+
 // The same for 1 <= m, n, k <= row.small_max, without allocation.
 void dgemm_small(const dgemm_variant& row, bool trans_a, bool trans_b, int64_t m, int64_t n,
                  int64_t k, double alpha, const double* a, int64_t lda, const double* b,

@@ -38,13 +38,9 @@ __attribute__((noinline)) void small_packed(const dgemm_variant& row, bool trans
 void dgemm_small(const dgemm_variant& row, bool trans_a, bool trans_b, int64_t m, int64_t n,
                  int64_t k, double alpha, const double* a, int64_t lda, const double* b,
                  int64_t ldb, double beta, double* c, int64_t ldc) {
-  // op(B)(p, j) is b[p + j*ldb] untransposed and b[j + p*ldb] transposed; the
-  // small kernels read B through both strides, so B is never copied.
-  const int64_t rsb = trans_b ? ldb : 1;
-  const int64_t csb = trans_b ? 1 : ldb;
   if (row.small != nullptr) {
     if (!trans_a) {
-      row.small(m, n, k, alpha, a, lda, b, rsb, csb, beta, c, ldc);
+      dgemm_small_direct(row, trans_b, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
       return;
     }
     // The kernels load columns of A as vectors: transpose A once into a
@@ -54,7 +50,7 @@ void dgemm_small(const dgemm_variant& row, bool trans_a, bool trans_b, int64_t m
       const double* src = a + i * lda;
       for (int64_t p = 0; p < k; ++p) at[i + p * m] = src[p];
     }
-    row.small(m, n, k, alpha, at, m, b, rsb, csb, beta, c, ldc);
+    dgemm_small_direct(row, trans_b, m, n, k, alpha, at, m, b, ldb, beta, c, ldc);
     return;
   }
   small_packed(row, trans_a, trans_b, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);

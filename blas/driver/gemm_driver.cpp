@@ -143,6 +143,13 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
     return;
   }
   if (gemm_driver_generation() != 2) {
+    // What the first generation's own first routing keeps on one thread goes
+    // to the single-thread multiply here, as it would there: tiny products,
+    // called in loops, spare that driver's frame.
+    if (gemm_v1_first_routing(m, n, k) == GemmV1Route::kSerial) {
+      gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
+      return;
+    }
     shapes.v1(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
     return;
   }
