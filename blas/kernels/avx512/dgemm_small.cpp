@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// AVX-512 dgemm for small operands (m, n, k <= 32), straight from A and B
-// without packing: users call it in loops, so nothing here allocates.
+// AVX-512 dgemm for small operands (m, n, k <= 64), straight from A and B
+// without packing: users call it in loops, so nothing here allocates and the
+// fixed cost of a call is kept to a few instructions per tile.
 #include <immintrin.h>
 
 #include "blas/kernels/avx512/dgemm_store.h"
@@ -10,100 +11,147 @@ namespace zml::blas::avx512 {
 
 namespace {
 
-// One block of kV row vectors by kN columns starting at column j0. An edge
-// block (kFull false) repeats the last valid column of B instead of branching
-// inside the k loop; the extra columns are computed but never stored. A full
-// block addresses column j as b + j*csb, which folds into scaled-index
-// addressing and spares the general registers a table of column offsets.
-// kS accumulator sets take alternate k steps: with one row vector there are
-// only kN chains, too few to cover the FMA latency over a short k, so the
-// chains are split and summed at the end.
-template <int kV, int kN, int kS, bool kFull>
-__attribute__((always_inline)) inline void small_block(int64_t n, int64_t k, const __mmask8* mask,
-                                                       const double* a, int64_t lda,
-                                                       const double* b, int64_t rsb, int64_t csb,
-                                                       __m512d va, __m512d vb, bool bz, double* c,
-                                                       int64_t ldc) {
-  int64_t off[kN];
-  for (int j = 0; j < kN; ++j) off[j] = (kFull || j < n ? j : n - 1) * csb;
-  __m512d acc[kS][kV][kN];
-#pragma GCC unroll 2
-  for (int s = 0; s < kS; ++s) {
+// What every tile of one call shares.
+struct Call {
+  int64_t k;
+  const double* a;
+  int64_t lda;
+  const double* b;
+  int64_t rsb, csb;
+  __m512d alpha, beta;
+  bool beta_zero;
+  double* c;
+  int64_t ldc;
+};
+
+// One tile of kV row vectors by kN columns, C rows [i0, i0 + 8*kV) and
+// columns [j0, j0 + kN). kMask: the last vector holds fewer than eight rows
+// (`last` is their mask); whole vectors take plain loads and stores. kRowB:
+// B is stored by rows (csb == 1), so one pointer walks down B and the kN
+// broadcasts of a step sit at fixed offsets from it; otherwise each column
+// keeps its own pointer and a shared offset walks down the columns. Both
+// forms leave the loop with one A pointer, one B offset and nothing else to
+// update per step.
+template <int kV, int kN, bool kMask, bool kRowB>
+__attribute__((noinline)) void tile(const Call& cl, int64_t i0, int64_t j0, __mmask8 last) {
+  __m512d acc[kV][kN];
 #pragma GCC unroll 8
-    for (int j = 0; j < kN; ++j) {
+  for (int j = 0; j < kN; ++j) {
 #pragma GCC unroll 4
-      for (int v = 0; v < kV; ++v) acc[s][v][j] = _mm512_setzero_pd();
-    }
+    for (int v = 0; v < kV; ++v) acc[v][j] = _mm512_setzero_pd();
   }
-  auto b_at = [&](int64_t p, int j) {
-    return _mm512_set1_pd(kFull ? b[p * rsb + j * csb] : b[p * rsb + off[j]]);
-  };
-  int64_t p = 0;
-  for (; p + kS <= k; p += kS) {
-#pragma GCC unroll 2
-    for (int s = 0; s < kS; ++s) {
+  const double* pa = cl.a + i0;
+  const int64_t lda = cl.lda;
+  const __mmask8 lm = kMask ? last : __mmask8(0xFF);
+  if constexpr (kRowB) {
+    const double* pb = cl.b + j0;
+    const int64_t rsb = cl.rsb;
+    for (int64_t p = 0; p < cl.k; ++p) {
       __m512d av[kV];
 #pragma GCC unroll 4
       for (int v = 0; v < kV; ++v) {
-        av[v] = _mm512_maskz_loadu_pd(mask[v], a + (p + s) * lda + 8 * v);
+        av[v] = (kMask && v == kV - 1) ? _mm512_maskz_loadu_pd(lm, pa + 8 * v)
+                                       : _mm512_loadu_pd(pa + 8 * v);
       }
 #pragma GCC unroll 8
       for (int j = 0; j < kN; ++j) {
-        const __m512d bv = b_at(p + s, j);
+        const __m512d bj = _mm512_set1_pd(pb[j]);
 #pragma GCC unroll 4
-        for (int v = 0; v < kV; ++v) acc[s][v][j] = _mm512_fmadd_pd(av[v], bv, acc[s][v][j]);
+        for (int v = 0; v < kV; ++v) acc[v][j] = _mm512_fmadd_pd(av[v], bj, acc[v][j]);
       }
+      pa += lda;
+      pb += rsb;
     }
-  }
-  if (kS > 1 && p < k) {
-    __m512d av[kV];
-#pragma GCC unroll 4
-    for (int v = 0; v < kV; ++v) av[v] = _mm512_maskz_loadu_pd(mask[v], a + p * lda + 8 * v);
+  } else {
+    const char* col[kN];
 #pragma GCC unroll 8
-    for (int j = 0; j < kN; ++j) {
-      const __m512d bv = b_at(p, j);
-#pragma GCC unroll 4
-      for (int v = 0; v < kV; ++v) acc[0][v][j] = _mm512_fmadd_pd(av[v], bv, acc[0][v][j]);
-    }
-  }
-#pragma GCC unroll 2
-  for (int s = 1; s < kS; ++s) {
-#pragma GCC unroll 8
-    for (int j = 0; j < kN; ++j) {
-#pragma GCC unroll 4
-      for (int v = 0; v < kV; ++v) acc[0][v][j] = _mm512_add_pd(acc[0][v][j], acc[s][v][j]);
-    }
-  }
-#pragma GCC unroll 8
-  for (int j = 0; j < kN; ++j) {
-    if (kFull || j < n) {
+    for (int j = 0; j < kN; ++j) col[j] = reinterpret_cast<const char*>(cl.b + (j0 + j) * cl.csb);
+    const int64_t step = cl.rsb * static_cast<int64_t>(sizeof(double));
+    int64_t off = 0;
+    for (int64_t p = 0; p < cl.k; ++p) {
+      __m512d av[kV];
 #pragma GCC unroll 4
       for (int v = 0; v < kV; ++v) {
-        dgemm_store_vec(c + j * ldc + 8 * v, acc[0][v][j], mask[v], va, vb, bz);
+        av[v] = (kMask && v == kV - 1) ? _mm512_maskz_loadu_pd(lm, pa + 8 * v)
+                                       : _mm512_loadu_pd(pa + 8 * v);
       }
+#pragma GCC unroll 8
+      for (int j = 0; j < kN; ++j) {
+        const __m512d bj = _mm512_set1_pd(*reinterpret_cast<const double*>(col[j] + off));
+#pragma GCC unroll 4
+        for (int v = 0; v < kV; ++v) acc[v][j] = _mm512_fmadd_pd(av[v], bj, acc[v][j]);
+      }
+      pa += lda;
+      off += step;
+    }
+  }
+  double* pc = cl.c + i0 + j0 * cl.ldc;
+#pragma GCC unroll 8
+  for (int j = 0; j < kN; ++j) {
+#pragma GCC unroll 4
+    for (int v = 0; v < kV; ++v) {
+      dgemm_store_vec(pc + j * cl.ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF),
+                      cl.alpha, cl.beta, cl.beta_zero);
     }
   }
 }
 
-// Each shape out of line: inlined into one dispatcher, all of them share one
-// frame sized for the largest, and even a 2 x 2 call pays for setting it up.
-template <int kV, int kN, int kS>
-__attribute__((noinline)) void small_blocks(int64_t m, int64_t n, int64_t k, double alpha,
-                                            const double* a, int64_t lda, const double* b,
-                                            int64_t rsb, int64_t csb, double beta, double* c,
-                                            int64_t ldc) {
-  __mmask8 mask[kV];
-  for (int v = 0; v < kV; ++v) mask[v] = dgemm_row_mask(m - 8 * v);
-  const __m512d va = _mm512_set1_pd(alpha), vb = _mm512_set1_pd(beta);
-  const bool bz = beta == 0.0;
-  int64_t j0 = 0;
-  for (; j0 + kN <= n; j0 += kN) {
-    small_block<kV, kN, kS, true>(kN, k, mask, a, lda, b + j0 * csb, rsb, csb, va, vb, bz,
-                                  c + j0 * ldc, ldc);
+// Columns [j0, n) of one row block: tiles of kN columns, then the rest in
+// tiles of 4, 2 and 1 so that no tile computes a column it does not store.
+template <int kV, int kN, bool kMask, bool kRowB>
+void row_block(const Call& cl, int64_t i0, int64_t n, __mmask8 last) {
+  int64_t j = 0;
+  for (; j + kN <= n; j += kN) tile<kV, kN, kMask, kRowB>(cl, i0, j, last);
+  if constexpr (kN > 4) {
+    if (j + 4 <= n) {
+      tile<kV, 4, kMask, kRowB>(cl, i0, j, last);
+      j += 4;
+    }
   }
-  if (j0 < n) {
-    small_block<kV, kN, kS, false>(n - j0, k, mask, a, lda, b + j0 * csb, rsb, csb, va, vb, bz,
-                                   c + j0 * ldc, ldc);
+  if constexpr (kN > 2) {
+    if (j + 2 <= n) {
+      tile<kV, 2, kMask, kRowB>(cl, i0, j, last);
+      j += 2;
+    }
+  }
+  if (j < n) tile<kV, 1, kMask, kRowB>(cl, i0, j, last);
+}
+
+// kV vectors of rows: four of them share a tile with four columns (16
+// accumulators, plus four of A), fewer with eight (at most 24 accumulators),
+// the shapes that measured fastest at k = 16..64.
+template <int kV, bool kRowB>
+void rows_of(const Call& cl, int64_t i0, int64_t rows, int64_t n) {
+  constexpr int kN = kV == 4 ? 4 : 8;
+  if (rows == 8 * kV) {
+    row_block<kV, kN, false, kRowB>(cl, i0, n, 0xFF);
+  } else {
+    row_block<kV, kN, true, kRowB>(cl, i0, n, dgemm_row_mask(rows - 8 * (kV - 1)));
+  }
+}
+
+template <bool kRowB>
+void run(const Call& cl, int64_t m, int64_t n) {
+  // Blocks of 32 rows, then the remainder in one block of as many vectors as
+  // it needs. (A column block is reread per row block; it stays in L1.)
+  int64_t i0 = 0;
+  for (; i0 + 32 <= m; i0 += 32) rows_of<4, kRowB>(cl, i0, 32, n);
+  const int64_t rest = m - i0;
+  switch ((rest + 7) / 8) {
+    case 1:
+      rows_of<1, kRowB>(cl, i0, rest, n);
+      break;
+    case 2:
+      rows_of<2, kRowB>(cl, i0, rest, n);
+      break;
+    case 3:
+      rows_of<3, kRowB>(cl, i0, rest, n);
+      break;
+    case 4:
+      rows_of<4, kRowB>(cl, i0, rest, n);
+      break;
+    default:  // nothing left
+      break;
   }
 }
 
@@ -111,38 +159,12 @@ __attribute__((noinline)) void small_blocks(int64_t m, int64_t n, int64_t k, dou
 
 void dgemm_small(int64_t m, int64_t n, int64_t k, double alpha, const double* a, int64_t lda,
                  const double* b, int64_t rsb, int64_t csb, double beta, double* c, int64_t ldc) {
-  // Up to 32 rows in one block of as many vectors as the rows need (m = 8
-  // costs one FMA per column and k step, not three); taller A in blocks of 24,
-  // the micro-kernel's 3 x 8 accumulators.
-  if (m <= 32) {
-    switch ((m + 7) / 8) {
-      case 1:
-        small_blocks<1, 8, 2>(m, n, k, alpha, a, lda, b, rsb, csb, beta, c, ldc);
-        return;
-      case 2:
-        small_blocks<2, 8, 1>(m, n, k, alpha, a, lda, b, rsb, csb, beta, c, ldc);
-        return;
-      case 3:
-        small_blocks<3, 8, 1>(m, n, k, alpha, a, lda, b, rsb, csb, beta, c, ldc);
-        return;
-      default:
-        small_blocks<4, 4, 1>(m, n, k, alpha, a, lda, b, rsb, csb, beta, c, ldc);
-        return;
-    }
-  }
-  for (int64_t i0 = 0; i0 < m; i0 += 24) {
-    const int64_t mi = m - i0 < 24 ? m - i0 : 24;
-    switch ((mi + 7) / 8) {
-      case 1:
-        small_blocks<1, 8, 2>(mi, n, k, alpha, a + i0, lda, b, rsb, csb, beta, c + i0, ldc);
-        break;
-      case 2:
-        small_blocks<2, 8, 1>(mi, n, k, alpha, a + i0, lda, b, rsb, csb, beta, c + i0, ldc);
-        break;
-      default:
-        small_blocks<3, 8, 1>(mi, n, k, alpha, a + i0, lda, b, rsb, csb, beta, c + i0, ldc);
-        break;
-    }
+  const Call cl{k,           a, lda, b, rsb, csb, _mm512_set1_pd(alpha), _mm512_set1_pd(beta),
+                beta == 0.0, c, ldc};
+  if (csb == 1) {
+    run<true>(cl, m, n);
+  } else {
+    run<false>(cl, m, n);
   }
 }
 
