@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "blas/blas.h"
+#include "blas/driver/gemm_driver.h"
 #include "service/service.h"
 #include "service/verbose.h"
 
@@ -52,7 +53,9 @@ inline void gemm(const char* transa, const char* transb, const int32_t* m, const
   serv::run_traced(
       ok,
       [&] {
-        if constexpr (real) {
+        if (gemm_goes_serial(*m, *n, *k)) {
+          gemm_serial(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+        } else if constexpr (real) {
           zml_blas_dgemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
         } else {
           zml_blas_zgemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);

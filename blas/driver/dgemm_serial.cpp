@@ -54,25 +54,7 @@ void zml_blas_dgemm_serial(const char* transa, const char* transb, const int32_t
                            const int32_t* n, const int32_t* k, const double* alpha, const double* a,
                            const int32_t* lda, const double* b, const int32_t* ldb,
                            const double* beta, double* c, const int32_t* ldc) {
-  const int64_t mm = *m, nn = *n, kk = *k;
-  if (mm <= 0 || nn <= 0) return;
-  const double al = *alpha, be = *beta;
-  if (kk <= 0 || al == 0.0) {
-    dgemm_scale_c(mm, nn, be, c, *ldc);
-    return;
-  }
-  const dgemm_variant& row = dgemm_active_variant();
-  const bool ta = trans_code(transa) != 0;
-  const bool tb = trans_code(transb) != 0;
-  if (mm <= row.small_max && nn <= row.small_max && kk <= row.small_max) {
-    if (row.small != nullptr && !ta) {
-      dgemm_small_direct(row, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
-    } else {
-      dgemm_small(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
-    }
-    return;
-  }
-  dgemm_blocked(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+  dgemm_serial_run(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 }  // namespace zml::blas

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "blas/blas.h"
 #include "blas/kernels/gemm_kernel.h"
 
 namespace zml::blas {
@@ -41,5 +42,34 @@ inline void dgemm_small_direct(const dgemm_variant& row, bool trans_b, int64_t m
 void dgemm_small(const dgemm_variant& row, bool trans_a, bool trans_b, int64_t m, int64_t n,
                  int64_t k, double alpha, const double* a, int64_t lda, const double* b,
                  int64_t ldb, double beta, double* c, int64_t ldc);
+
+// The body of zml_blas_dgemm_serial: quick returns, then the small path or
+// the blocked multiply. Inline so that the checked entry and the drivers reach
+// the kernels of a tiny product without one more call in between.
+inline void dgemm_serial_run(const char* transa, const char* transb, const int32_t* m,
+                             const int32_t* n, const int32_t* k, const double* alpha,
+                             const double* a, const int32_t* lda, const double* b,
+                             const int32_t* ldb, const double* beta, double* c,
+                             const int32_t* ldc) {
+  const int64_t mm = *m, nn = *n, kk = *k;
+  if (mm <= 0 || nn <= 0) return;
+  const double al = *alpha, be = *beta;
+  if (kk <= 0 || al == 0.0) {
+    dgemm_scale_c(mm, nn, be, c, *ldc);
+    return;
+  }
+  const dgemm_variant& row = dgemm_active_variant();
+  const bool ta = trans_code(transa) != 0;
+  const bool tb = trans_code(transb) != 0;
+  if (mm <= row.small_max && nn <= row.small_max && kk <= row.small_max) {
+    if (row.small != nullptr && !ta) {
+      dgemm_small_direct(row, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+    } else {
+      dgemm_small(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+    }
+    return;
+  }
+  dgemm_blocked(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+}
 
 }  // namespace zml::blas

@@ -120,6 +120,10 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
                  const int32_t* k_, const T* alpha, const T* a, const int32_t* lda_, const T* b,
                  const int32_t* ldb_, const T* beta, T* c, const int32_t* ldc_, Shapes shapes) {
   const int32_t m = *m_, n = *n_, k = *k_;
+  if (gemm_goes_serial(m, n, k)) {
+    gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
+    return;
+  }
   if (m <= 0 || n <= 0) return;
   const int32_t ta = trans_code(transa), tb = trans_code(transb);
   const int32_t lda = *lda_, ldb = *ldb_, ldc = *ldc_;
@@ -143,13 +147,6 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
     return;
   }
   if (gemm_driver_generation() != 2) {
-    // What the first generation's own first routing keeps on one thread goes
-    // to the single-thread multiply here, as it would there: tiny products,
-    // called in loops, spare that driver's frame.
-    if (gemm_v1_first_routing(m, n, k) == GemmV1Route::kSerial) {
-      gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
-      return;
-    }
     shapes.v1(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
     return;
   }

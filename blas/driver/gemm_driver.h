@@ -7,6 +7,8 @@
 #include <cstdint>
 
 #include "blas/blas.h"
+#include "blas/driver/dgemm_serial.h"
+#include "service/service.h"
 
 namespace zml::blas {
 
@@ -204,13 +206,24 @@ inline void gemm_serial(const char* ta, const char* tb, const int32_t* m, const 
                         const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
                         const double* b, const int32_t* ldb, const double* beta, double* c,
                         const int32_t* ldc) {
-  zml_blas_dgemm_serial(ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+  dgemm_serial_run(ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 inline void gemm_serial(const char* ta, const char* tb, const int32_t* m, const int32_t* n,
                         const int32_t* k, const zcomplex* alpha, const zcomplex* a,
                         const int32_t* lda, const zcomplex* b, const int32_t* ldb,
                         const zcomplex* beta, zcomplex* c, const int32_t* ldc) {
   zml_blas_zgemm_serial(ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+
+// Whether the driver's routing ends in the single-thread multiply with no
+// degenerate shape, stripes or thread decision on the way: m, n, k >= 2, no
+// stripes, the first generation, and its first routing keeping one thread.
+// zml_blas_?gemm decide with it first, and the checked entries use it to go
+// straight to the single-thread multiply, as the driver would: tiny products
+// are called in loops, where every frame of the call chain shows.
+inline bool gemm_goes_serial(int32_t m, int32_t n, int32_t k) {
+  return m > 1 && n > 1 && k > 1 && serv::num_stripes() <= 0 && gemm_driver_generation() != 2 &&
+         gemm_v1_first_routing(m, n, k) == GemmV1Route::kSerial;
 }
 
 // First element of the block of X whose corner is element (i, j) of op(X).

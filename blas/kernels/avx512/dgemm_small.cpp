@@ -85,13 +85,18 @@ __attribute__((noinline)) void tile(const Call& cl, int64_t i0, int64_t j0, __mm
       off += step;
     }
   }
-  double* pc = cl.c + i0 + j0 * cl.ldc;
+  // Locals: C may alias nothing of `cl` as far as the compiler knows, and
+  // would otherwise have it reread after every store.
+  const int64_t ldc = cl.ldc;
+  const __m512d va = cl.alpha, vb = cl.beta;
+  const bool bz = cl.beta_zero;
+  double* pc = cl.c + i0 + j0 * ldc;
 #pragma GCC unroll 8
   for (int j = 0; j < kN; ++j) {
 #pragma GCC unroll 4
     for (int v = 0; v < kV; ++v) {
-      dgemm_store_vec(pc + j * cl.ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF),
-                      cl.alpha, cl.beta, cl.beta_zero);
+      dgemm_store_vec(pc + j * ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF), va, vb,
+                      bz);
     }
   }
 }

@@ -17,29 +17,47 @@ inline __mmask8 dgemm_row_mask(int64_t rows) {
   return static_cast<__mmask8>((1u << rows) - 1u);
 }
 
+// The first `rows` (1..7) lanes of v + beta*C at c, in pieces of 4, 2 and 1
+// doubles with plain loads and stores. A masked load cannot take its data
+// from a masked store still in flight, so a caller that accumulates many
+// small products into one C (C += A_i*B_i in a loop) would wait for every
+// partial column of the previous call to land; plain pieces forward.
+inline void dgemm_store_rows(double* c, __m512d v, int rows, double beta, bool beta_zero) {
+  alignas(64) double t[8];
+  _mm512_store_pd(t, v);
+  int i = 0;
+  if (rows & 4) {
+    __m256d x = _mm256_load_pd(t);
+    if (!beta_zero) x = _mm256_fmadd_pd(_mm256_set1_pd(beta), _mm256_loadu_pd(c), x);
+    _mm256_storeu_pd(c, x);
+    i = 4;
+  }
+  if (rows & 2) {
+    __m128d x = _mm_load_pd(t + i);
+    if (!beta_zero) x = _mm_fmadd_pd(_mm_set1_pd(beta), _mm_loadu_pd(c + i), x);
+    _mm_storeu_pd(c + i, x);
+    i += 2;
+  }
+  if (rows & 1) c[i] = beta_zero ? t[i] : __builtin_fma(beta, c[i], t[i]);
+}
+
 inline void dgemm_store_vec(double* c, __m512d acc, __mmask8 mask, __m512d alpha, __m512d beta,
                             bool beta_zero) {
   // beta == 0 never loads C: NaN there must not reach the result. Otherwise
   // beta*C is formed from C alone, before the product is done, so only one
   // multiply-add follows the last accumulation.
-  if (beta_zero) {
-    const __m512d v = _mm512_mul_pd(alpha, acc);
-    if (mask == 0xFF) {
-      _mm512_storeu_pd(c, v);
+  if (mask == 0xFF) {
+    if (beta_zero) {
+      _mm512_storeu_pd(c, _mm512_mul_pd(alpha, acc));
     } else {
-      _mm512_mask_storeu_pd(c, mask, v);
+      _mm512_storeu_pd(c, _mm512_fmadd_pd(alpha, acc, _mm512_mul_pd(beta, _mm512_loadu_pd(c))));
     }
     return;
   }
-  // Whole vectors take plain loads and stores: a masked load cannot take its
-  // data from a masked store still in flight, so a caller that multiplies
-  // into the same small C again and again would wait for each store to land.
-  if (mask == 0xFF) {
-    _mm512_storeu_pd(c, _mm512_fmadd_pd(alpha, acc, _mm512_mul_pd(beta, _mm512_loadu_pd(c))));
-    return;
-  }
-  const __m512d bc = _mm512_mul_pd(beta, _mm512_maskz_loadu_pd(mask, c));
-  _mm512_mask_storeu_pd(c, mask, _mm512_fmadd_pd(alpha, acc, bc));
+  if (mask == 0) return;
+  // Masks are always a run of low lanes here.
+  dgemm_store_rows(c, _mm512_mul_pd(alpha, acc), __builtin_popcount(mask), _mm512_cvtsd_f64(beta),
+                   beta_zero);
 }
 
 }  // namespace zml::blas::avx512
