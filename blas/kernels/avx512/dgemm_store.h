@@ -22,7 +22,10 @@ inline __mmask8 dgemm_row_mask(int64_t rows) {
 // from a masked store still in flight, so a caller that accumulates many
 // small products into one C (C += A_i*B_i in a loop) would wait for every
 // partial column of the previous call to land; plain pieces forward.
-inline void dgemm_store_rows(double* c, __m512d v, int rows, double beta, bool beta_zero) {
+// Out of line: inlined, its temporaries would compete for the registers the
+// micro-kernel's loop needs (an A vector then lives on the stack).
+__attribute__((noinline, cold)) inline void dgemm_store_rows(double* c, __m512d v, int rows,
+                                                             double beta, bool beta_zero) {
   alignas(64) double t[8];
   _mm512_store_pd(t, v);
   int i = 0;
