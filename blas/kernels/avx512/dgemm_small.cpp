@@ -95,8 +95,8 @@ __attribute__((noinline)) void tile(const Call& cl, int64_t i0, int64_t j0, __mm
   for (int j = 0; j < kN; ++j) {
 #pragma GCC unroll 4
     for (int v = 0; v < kV; ++v) {
-      dgemm_store_vec(pc + j * ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF), va, vb,
-                      bz);
+      dgemm_store_vec<true>(pc + j * ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF), va,
+                            vb, bz);
     }
   }
 }

@@ -18,14 +18,8 @@ inline __mmask8 dgemm_row_mask(int64_t rows) {
 }
 
 // The first `rows` (1..7) lanes of v + beta*C at c, in pieces of 4, 2 and 1
-// doubles with plain loads and stores. A masked load cannot take its data
-// from a masked store still in flight, so a caller that accumulates many
-// small products into one C (C += A_i*B_i in a loop) would wait for every
-// partial column of the previous call to land; plain pieces forward.
-// Out of line: inlined, its temporaries would compete for the registers the
-// micro-kernel's loop needs (an A vector then lives on the stack).
-__attribute__((noinline, cold)) inline void dgemm_store_rows(double* c, __m512d v, int rows,
-                                                             double beta, bool beta_zero) {
+// doubles with plain loads and stores.
+inline void dgemm_store_rows(double* c, __m512d v, int rows, double beta, bool beta_zero) {
   alignas(64) double t[8];
   _mm512_store_pd(t, v);
   int i = 0;
@@ -44,11 +38,21 @@ __attribute__((noinline, cold)) inline void dgemm_store_rows(double* c, __m512d 
   if (rows & 1) c[i] = beta_zero ? t[i] : __builtin_fma(beta, c[i], t[i]);
 }
 
+// C := alpha*acc + beta*C for the lanes of `mask` (always a run of low
+// lanes). beta == 0 never loads C: NaN there must not reach the result.
+// Otherwise beta*C is formed from C alone, before the product is done, so
+// only one multiply-add follows the last accumulation.
+//
+// kPieces: a partial vector goes through dgemm_store_rows instead of a
+// masked load and store. A masked load cannot take its data from a masked
+// store still in flight, so a caller that accumulates many small products
+// into one C (C += A_i*B_i in a loop) would wait for every partial column of
+// the previous call to land; plain pieces forward. The small kernels take
+// that form; the micro-kernel, whose edge tiles are rare and which needs
+// every register in its loop, keeps the masked one.
+template <bool kPieces = false>
 inline void dgemm_store_vec(double* c, __m512d acc, __mmask8 mask, __m512d alpha, __m512d beta,
                             bool beta_zero) {
-  // beta == 0 never loads C: NaN there must not reach the result. Otherwise
-  // beta*C is formed from C alone, before the product is done, so only one
-  // multiply-add follows the last accumulation.
   if (mask == 0xFF) {
     if (beta_zero) {
       _mm512_storeu_pd(c, _mm512_mul_pd(alpha, acc));
@@ -57,10 +61,16 @@ inline void dgemm_store_vec(double* c, __m512d acc, __mmask8 mask, __m512d alpha
     }
     return;
   }
-  if (mask == 0) return;
-  // Masks are always a run of low lanes here.
-  dgemm_store_rows(c, _mm512_mul_pd(alpha, acc), __builtin_popcount(mask), _mm512_cvtsd_f64(beta),
-                   beta_zero);
+  if constexpr (kPieces) {
+    if (mask != 0) {
+      dgemm_store_rows(c, _mm512_mul_pd(alpha, acc), __builtin_popcount(mask),
+                       _mm512_cvtsd_f64(beta), beta_zero);
+    }
+  } else {
+    __m512d v = _mm512_mul_pd(alpha, acc);
+    if (!beta_zero) v = _mm512_fmadd_pd(beta, _mm512_maskz_loadu_pd(mask, c), v);
+    _mm512_mask_storeu_pd(c, mask, v);
+  }
 }
 
 }  // namespace zml::blas::avx512
