@@ -120,10 +120,6 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
                  const int32_t* k_, const T* alpha, const T* a, const int32_t* lda_, const T* b,
                  const int32_t* ldb_, const T* beta, T* c, const int32_t* ldc_, Shapes shapes) {
   const int32_t m = *m_, n = *n_, k = *k_;
-  if (gemm_goes_serial(m, n, k)) {
-    gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
-    return;
-  }
   if (m <= 0 || n <= 0) return;
   const int32_t ta = trans_code(transa), tb = trans_code(transb);
   const int32_t lda = *lda_, ldb = *ldb_, ldc = *ldc_;

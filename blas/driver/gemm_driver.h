@@ -218,9 +218,9 @@ inline void gemm_serial(const char* ta, const char* tb, const int32_t* m, const 
 // Whether the driver's routing ends in the single-thread multiply with no
 // degenerate shape, stripes or thread decision on the way: m, n, k >= 2, no
 // stripes, the first generation, and its first routing keeping one thread.
-// zml_blas_?gemm decide with it first, and the checked entries use it to go
-// straight to the single-thread multiply, as the driver would: tiny products
-// are called in loops, where every frame of the call chain shows.
+// The checked entries use it to go straight to the single-thread multiply,
+// where zml_blas_?gemm would arrive by its own routing: tiny products are
+// called in loops, where every frame of the call chain shows.
 inline bool gemm_goes_serial(int32_t m, int32_t n, int32_t k) {
   return m > 1 && n > 1 && k > 1 && serv::num_stripes() <= 0 && gemm_driver_generation() != 2 &&
          gemm_v1_first_routing(m, n, k) == GemmV1Route::kSerial;
