@@ -86,26 +86,22 @@ int main() {
     const int repeats = n >= 4000 ? 3 : (n >= 1024 ? 5 : 11);
     const double alpha = 1.0, beta = 0.5;
     const char ta[2] = {cs.ta, 0}, tb[2] = {cs.tb, 0};
-    const double ours = zml::bench::median_seconds(
+    const auto t = zml::bench::paired_median_seconds(
         [&] {
           for (int r = 0; r < batch; ++r) {
             zml::blas::zml_blas_dgemm_serial(ta, tb, &n, &n, &n, &alpha, a.data(), &n, b.data(), &n,
                                              &beta, c.data(), &n);
           }
         },
+        peer_gemm ? std::function<void()>([&] {
+          for (int r = 0; r < batch; ++r) {
+            peer_gemm(kColMajor, cs.ta == 'T' ? kTrans : kNoTrans, cs.tb == 'T' ? kTrans : kNoTrans,
+                      n, n, n, alpha, a.data(), n, b.data(), n, beta, c.data(), n);
+          }
+        })
+                  : nullptr,
         repeats);
-    double theirs = 0;
-    if (peer_gemm) {
-      theirs = zml::bench::median_seconds(
-          [&] {
-            for (int r = 0; r < batch; ++r) {
-              peer_gemm(kColMajor, cs.ta == 'T' ? kTrans : kNoTrans,
-                        cs.tb == 'T' ? kTrans : kNoTrans, n, n, n, alpha, a.data(), n, b.data(), n,
-                        beta, c.data(), n);
-            }
-          },
-          repeats);
-    }
+    const double ours = t.ours, theirs = t.theirs;
     const double g_ours = flops * batch / ours * 1e-9;
     const double g_peer = theirs > 0 ? flops * batch / theirs * 1e-9 : 0;
     std::printf("%c%c   %6d %12.1f %12.1f %8.2f %7.1f%%\n", cs.ta, cs.tb, n, g_ours, g_peer,
@@ -125,21 +121,19 @@ int main() {
     auto &a = sq.a, &b = sq.b, &c = sq.c;
     const double flops = 2.0 * n * n * n;
     const int batch = zml::bench::batch_for(flops, 1e7);
-    auto time_with = [&](auto fn) {
-      return zml::bench::median_seconds(
-                 [&] {
-                   for (int r = 0; r < batch; ++r) {
-                     fn(CblasColMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, a.data(), n,
-                        b.data(), n, 0.5, c.data(), n);
-                   }
-                 },
-                 11) /
-             batch;
+    auto batch_of = [&](auto fn) {
+      return std::function<void()>([&, fn] {
+        for (int r = 0; r < batch; ++r) {
+          fn(CblasColMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, a.data(), n, b.data(), n, 0.5,
+             c.data(), n);
+        }
+      });
     };
-    const double ours = time_with(cblas_dgemm);
     // The peer takes the same enumeration values as plain ints.
-    const double theirs =
-        peer_gemm ? time_with(reinterpret_cast<decltype(&cblas_dgemm)>(peer_gemm)) : 0.0;
+    const auto t = zml::bench::paired_median_seconds(
+        batch_of(cblas_dgemm),
+        peer_gemm ? batch_of(reinterpret_cast<decltype(&cblas_dgemm)>(peer_gemm)) : nullptr, 11);
+    const double ours = t.ours / batch, theirs = t.theirs / batch;
     std::printf("%6d %10.1f %10.1f %12.1f %12.1f %8.2f\n", n, ours * 1e9, theirs * 1e9,
                 flops / ours * 1e-9, theirs > 0 ? flops / theirs * 1e-9 : 0.0,
                 theirs > 0 ? theirs / ours : 0.0);
@@ -157,21 +151,18 @@ int main() {
       auto &a = sq.a, &b = sq.b, &c = sq.c;
       const double alpha = 1.0, beta = 0.5;
       const int repeats = n >= 4000 ? 3 : 5;
-      const double ours = zml::bench::median_seconds(
+      const auto t = zml::bench::paired_median_seconds(
           [&] {
             zml::blas::dgemm("N", "N", &n, &n, &n, &alpha, a.data(), &n, b.data(), &n, &beta,
                              c.data(), &n, 1, 1);
           },
+          peer_gemm ? std::function<void()>([&] {
+            peer_gemm(kColMajor, kNoTrans, kNoTrans, n, n, n, alpha, a.data(), n, b.data(), n, beta,
+                      c.data(), n);
+          })
+                    : nullptr,
           repeats);
-      double theirs = 0;
-      if (peer_gemm) {
-        theirs = zml::bench::median_seconds(
-            [&] {
-              peer_gemm(kColMajor, kNoTrans, kNoTrans, n, n, n, alpha, a.data(), n, b.data(), n,
-                        beta, c.data(), n);
-            },
-            repeats);
-      }
+      const double ours = t.ours, theirs = t.theirs;
       const double flops = 2.0 * n * n * n;
       std::printf("%-8d %6d %12.1f %12.1f %8.2f\n", threads, n, flops / ours * 1e-9,
                   theirs > 0 ? flops / theirs * 1e-9 : 0.0, theirs > 0 ? theirs / ours : 0.0);

@@ -39,7 +39,7 @@ void run_case(const Case& cs, int threads, int entry, cblas_zgemm_fn peer_gemm) 
   const int batch = zml::bench::batch_for(flops, 2e7);
   const int repeats = n >= 2048 ? 3 : (n >= 1024 ? 5 : 11);
   const char ta[2] = {cs.ta, 0}, tb[2] = {cs.tb, 0};
-  const double ours = zml::bench::median_seconds(
+  const auto t = zml::bench::paired_median_seconds(
       [&] {
         for (int r = 0; r < batch; ++r) {
           if (entry == 0) {
@@ -51,18 +51,15 @@ void run_case(const Case& cs, int threads, int entry, cblas_zgemm_fn peer_gemm) 
           }
         }
       },
+      peer_gemm ? std::function<void()>([&] {
+        for (int r = 0; r < batch; ++r) {
+          peer_gemm(kColMajor, cblas_trans(cs.ta), cblas_trans(cs.tb), n, n, n, &kAlpha,
+                    op.a.data(), n, op.b.data(), n, &kBeta, op.c.data(), n);
+        }
+      })
+                : nullptr,
       repeats);
-  double theirs = 0;
-  if (peer_gemm) {
-    theirs = zml::bench::median_seconds(
-        [&] {
-          for (int r = 0; r < batch; ++r) {
-            peer_gemm(kColMajor, cblas_trans(cs.ta), cblas_trans(cs.tb), n, n, n, &kAlpha,
-                      op.a.data(), n, op.b.data(), n, &kBeta, op.c.data(), n);
-          }
-        },
-        repeats);
-  }
+  const double ours = t.ours, theirs = t.theirs;
   const double g_ours = flops * batch / ours * 1e-9;
   const double g_peer = theirs > 0 ? flops * batch / theirs * 1e-9 : 0;
   std::printf("%-8s %7d %c%c   %6d %12.1f %12.1f %8.2f\n", entry == 0 ? "serial" : "zgemm", threads,

@@ -92,16 +92,34 @@ int batch_for(double flops, double min_flops) {
 }
 
 double median_seconds(const std::function<void()>& fn, int repeats) {
+  return paired_median_seconds(fn, nullptr, repeats).ours;
+}
+
+namespace {
+
+double seconds_of(const std::function<void()>& fn) {
+  const auto a = std::chrono::steady_clock::now();
   fn();
-  std::vector<double> t;
-  for (int i = 0; i < repeats; ++i) {
-    auto a = std::chrono::steady_clock::now();
-    fn();
-    auto b = std::chrono::steady_clock::now();
-    t.push_back(std::chrono::duration<double>(b - a).count());
-  }
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - a).count();
+}
+
+double median_of(std::vector<double> t) {
   std::sort(t.begin(), t.end());
   return t[t.size() / 2];
+}
+
+}  // namespace
+
+PairedSeconds paired_median_seconds(const std::function<void()>& ours,
+                                    const std::function<void()>& theirs, int repeats) {
+  ours();
+  if (theirs) theirs();
+  std::vector<double> t_ours, t_theirs;
+  for (int i = 0; i < repeats; ++i) {
+    t_ours.push_back(seconds_of(ours));
+    if (theirs) t_theirs.push_back(seconds_of(theirs));
+  }
+  return {median_of(t_ours), theirs ? median_of(t_theirs) : 0.0};
 }
 
 void print_header(const char* title) {

@@ -16,6 +16,16 @@ void* peer_symbol(void* lib, const char* name);
 // Median wall time in seconds of `repeats` runs of fn after one warm-up run.
 double median_seconds(const std::function<void()>& fn, int repeats = 5);
 
+// Medians of ours and theirs timed in alternation (one sample of each in
+// turn, after one warm-up run of each), so that a clock that drifts during
+// the run, as on a shared virtual machine, moves both figures alike. theirs
+// may be empty: its median is then 0.
+struct PairedSeconds {
+  double ours, theirs;
+};
+PairedSeconds paired_median_seconds(const std::function<void()>& ours,
+                                    const std::function<void()>& theirs, int repeats = 5);
+
 // The BLAS peer, loaded with its own processor detection (the tuning
 // variables a user may have set are cleared) and held to one thread until a
 // benchmark asks for more.

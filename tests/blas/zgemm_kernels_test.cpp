@@ -105,27 +105,31 @@ TEST_P(ZgemmRow, PackingLayout) {
   for (int which = 0; which < 2; ++which) {
     const zgemm_pack_fn pack = which == 0 ? row().pack_a : row().pack_b;
     const int64_t w = which == 0 ? row().mr : row().nr;
+    // k = 3, 5, 8: a short tail only, whole blocks and a tail, whole blocks
+    // only, for packers that work along k in blocks.
     for (int64_t rows : {int64_t{1}, w - 1, w, 2 * w + 1}) {
-      if (rows < 1) continue;
-      const int64_t k = 5, ld = (rows > k ? rows : k) + 2;
-      std::vector<zc> x(static_cast<size_t>(ld * (rows > k ? rows : k)));
-      zfill_random(x, 7u + static_cast<uint32_t>(rows));
-      for (bool kcont : {false, true}) {
-        for (bool conj : {false, true}) {
-          const int64_t panels = (rows + w - 1) / w;
-          std::vector<zc> dst(static_cast<size_t>(panels * w * k), kSentinel);
-          pack(dp(x.data()), ld, rows, k, kcont, conj, dp(dst.data()));
-          for (int64_t r = 0; r < panels * w; ++r) {
-            for (int64_t p = 0; p < k; ++p) {
-              zc want;
-              if (r < rows) {
-                want = kcont ? x[p + r * ld] : x[r + p * ld];
-                if (conj) want = std::conj(want);
+      for (int64_t k : {int64_t{3}, int64_t{5}, int64_t{8}}) {
+        if (rows < 1) continue;
+        const int64_t ld = (rows > k ? rows : k) + 2;
+        std::vector<zc> x(static_cast<size_t>(ld * (rows > k ? rows : k)));
+        zfill_random(x, 7u + static_cast<uint32_t>(rows));
+        for (bool kcont : {false, true}) {
+          for (bool conj : {false, true}) {
+            const int64_t panels = (rows + w - 1) / w;
+            std::vector<zc> dst(static_cast<size_t>(panels * w * k), kSentinel);
+            pack(dp(x.data()), ld, rows, k, kcont, conj, dp(dst.data()));
+            for (int64_t r = 0; r < panels * w; ++r) {
+              for (int64_t p = 0; p < k; ++p) {
+                zc want;
+                if (r < rows) {
+                  want = kcont ? x[p + r * ld] : x[r + p * ld];
+                  if (conj) want = std::conj(want);
+                }
+                const zc got = dst[(r / w) * w * k + p * w + r % w];
+                ASSERT_EQ(got, want)
+                    << row().name << " pack width " << w << " rows=" << rows << " kcont=" << kcont
+                    << " conj=" << conj << " k=" << k << " r=" << r << " p=" << p;
               }
-              const zc got = dst[(r / w) * w * k + p * w + r % w];
-              ASSERT_EQ(got, want)
-                  << row().name << " pack width " << w << " rows=" << rows << " kcont=" << kcont
-                  << " conj=" << conj << " r=" << r << " p=" << p;
             }
           }
         }
