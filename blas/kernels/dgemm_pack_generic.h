@@ -9,8 +9,8 @@
 namespace zml::blas {
 
 template <class IsaTag, int W>
-void dgemm_pack_generic(const double* x, int64_t ld, int64_t rows, int64_t k, bool k_contiguous,
-                        double* dst) {
+void dgemm_pack_generic(const double* __restrict x, int64_t ld, int64_t rows, int64_t k,
+                        bool k_contiguous, double* __restrict dst) {
   for (int64_t r0 = 0; r0 < rows; r0 += W, dst += W * k) {
     const int64_t w = rows - r0 < W ? rows - r0 : W;
     if (!k_contiguous) {

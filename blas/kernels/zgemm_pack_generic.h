@@ -9,8 +9,8 @@
 namespace zml::blas {
 
 template <class IsaTag, int W>
-void zgemm_pack_generic(const double* x, int64_t ld, int64_t rows, int64_t k, bool k_contiguous,
-                        bool conj, double* dst) {
+void zgemm_pack_generic(const double* __restrict x, int64_t ld, int64_t rows, int64_t k,
+                        bool k_contiguous, bool conj, double* __restrict dst) {
   // Conjugation is a sign on the imaginary part; multiplying by +-1 is exact.
   const double s = conj ? -1.0 : 1.0;
   for (int64_t r0 = 0; r0 < rows; r0 += W, dst += 2 * W * k) {
