@@ -18,17 +18,7 @@ void dgemm_kernel_24x8(int64_t m, int64_t n, int64_t k, double alpha, const doub
   __m512d c0[8], c1[8], c2[8];
 #pragma GCC unroll 8
   for (int j = 0; j < 8; ++j) c0[j] = c1[j] = c2[j] = _mm512_setzero_pd();
-#pragma GCC unroll 8
-  for (int j = 0; j < 8; ++j) {
-    // Touch the C tile early so its lines arrive while the product runs: a
-    // column of 24 doubles spans three or four cache lines.
-    const char* cj = reinterpret_cast<const char*>(c + j * ldc);
-    _mm_prefetch(cj, _MM_HINT_T0);
-    _mm_prefetch(cj + 64, _MM_HINT_T0);
-    _mm_prefetch(cj + 128, _MM_HINT_T0);
-    _mm_prefetch(cj + 191, _MM_HINT_T0);
-  }
-  for (int64_t p = 0; p < k; ++p) {
+  auto step = [&] {
     const __m512d a0 = _mm512_loadu_pd(a);
     const __m512d a1 = _mm512_loadu_pd(a + 8);
     const __m512d a2 = _mm512_loadu_pd(a + 16);
@@ -46,6 +36,20 @@ void dgemm_kernel_24x8(int64_t m, int64_t n, int64_t k, double alpha, const doub
     }
     a += 24;
     b += 8;
+  };
+  // The C tile (8 columns of three or four lines) is fetched during the last
+  // 64 steps, one line every other step: issued together they would hold
+  // every fill buffer and stall the loads of A.
+  constexpr int64_t kTail = 64;
+  int64_t p = 0;
+  for (; p < k - kTail; ++p) step();
+  for (int j = 0; j < 8; ++j) {
+    const char* cj = reinterpret_cast<const char*>(c + j * ldc);
+    for (int l = 0; l < 4; ++l) {
+      _mm_prefetch(cj + (l < 3 ? 64 * l : 191), _MM_HINT_T0);
+      if (p < k) step(), ++p;
+      if (p < k) step(), ++p;
+    }
   }
   const __m512d va = _mm512_set1_pd(alpha), vb = _mm512_set1_pd(beta);
   const bool bz = beta == 0.0;

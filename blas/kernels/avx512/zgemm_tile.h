@@ -25,19 +25,11 @@ inline void zgemm_tile(int64_t m, int64_t n, int64_t k, const double* alpha, con
 #pragma GCC unroll 8
     for (int j = 0; j < NR; ++j) re[v][j] = im[v][j] = _mm512_setzero_pd();
   }
-  // Touch the C tile early: a column spans MV lines, plus one when unaligned.
-#pragma GCC unroll 8
-  for (int j = 0; j < NR; ++j) {
-    const char* cj = reinterpret_cast<const char*>(c + 2 * j * ldc);
-#pragma GCC unroll 8
-    for (int v = 0; v < MV; ++v) _mm_prefetch(cj + 64 * v, _MM_HINT_T0);
-    _mm_prefetch(cj + 64 * MV - 1, _MM_HINT_T0);
-  }
-  for (int64_t p = 0; p < k; ++p) {
+  auto step = [&] {
+    // MV lines of A per step; the prefetches fetch those eight steps ahead.
     __m512d av[MV];
 #pragma GCC unroll 8
     for (int v = 0; v < MV; ++v) av[v] = _mm512_loadu_pd(a + 8 * v);
-      // MV lines of A per step; fetch those eight steps ahead.
 #pragma GCC unroll 8
     for (int v = 0; v < MV; ++v) {
       _mm_prefetch(reinterpret_cast<const char*>(a + 64 * MV + 8 * v), _MM_HINT_T0);
@@ -54,6 +46,20 @@ inline void zgemm_tile(int64_t m, int64_t n, int64_t k, const double* alpha, con
     }
     a += 8 * MV;
     b += 2 * NR;
+  };
+  // The C tile (a column spans MV lines, plus one when unaligned) is fetched
+  // during the last steps, one line every other step: issued together the
+  // fetches would hold every fill buffer and stall the loads of A.
+  constexpr int64_t kTail = 2 * NR * (MV + 1);
+  int64_t p = 0;
+  for (; p < k - kTail; ++p) step();
+  for (int j = 0; j < NR; ++j) {
+    const char* cj = reinterpret_cast<const char*>(c + 2 * j * ldc);
+    for (int l = 0; l <= MV; ++l) {
+      _mm_prefetch(cj + (l < MV ? 64 * l : 64 * MV - 1), _MM_HINT_T0);
+      if (p < k) step(), ++p;
+      if (p < k) step(), ++p;
+    }
   }
   const bool bz = beta[0] == 0.0 && beta[1] == 0.0;
 #pragma GCC unroll 8
