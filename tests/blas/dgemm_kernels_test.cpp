@@ -52,7 +52,7 @@ TEST_P(DgemmRow, ShapeFieldsAreConsistent) {
 // for every corner m x n of the tile, several k, and the alpha/beta cases.
 TEST_P(DgemmRow, MicroKernelFullAndEdgeTiles) {
   const int64_t mr = row().mr, nr = row().nr, ldc = mr + 3;
-  for (int64_t k : {1, 2, 3, 7, 64}) {
+  for (int64_t k : {1, 2, 3, 7, 64, 100}) {
     std::vector<double> a(static_cast<size_t>(mr * k)), b(static_cast<size_t>(nr * k));
     fill_random(a, 11u + static_cast<uint32_t>(k));
     fill_random(b, 23u + static_cast<uint32_t>(k));

@@ -61,7 +61,7 @@ TEST_P(ZgemmRow, ShapeFieldsAreConsistent) {
 // the corner must keep its sentinel, and beta = 0 must ignore NaN in C.
 TEST_P(ZgemmRow, MicroKernelFullAndEdgeTiles) {
   const int64_t mr = row().mr, nr = row().nr, ldc = mr + 3;
-  for (int64_t k : {1, 2, 3, 7, 64}) {
+  for (int64_t k : {1, 2, 3, 7, 64, 100}) {
     std::vector<zc> a(static_cast<size_t>(mr * k)), b(static_cast<size_t>(nr * k));
     zfill_random(a, 11u + static_cast<uint32_t>(k));
     zfill_random(b, 23u + static_cast<uint32_t>(k));
