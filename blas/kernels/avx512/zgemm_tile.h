@@ -16,7 +16,9 @@ namespace zml::blas::avx512 {
 // A is packed interleaved (re, im). Each k step broadcasts Re(b_j) and Im(b_j)
 // and accumulates A*Re(b_j) and A*Im(b_j) into separate registers; the swap
 // and sign fold happen once per tile in the store, so the loop is pure FMAs.
-template <int MV, int NR>
+// PV and PR are the panels' widths (vectors of A, columns of B per step);
+// an edge tile computes only its first MV <= PV vectors and NR <= PR columns.
+template <int MV, int NR, int PV = MV, int PR = NR>
 inline void zgemm_tile(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
                        const double* b, const double* beta, double* c, int64_t ldc) {
   __m512d re[MV][NR], im[MV][NR];
@@ -32,7 +34,7 @@ inline void zgemm_tile(int64_t m, int64_t n, int64_t k, const double* alpha, con
     for (int v = 0; v < MV; ++v) av[v] = _mm512_loadu_pd(a + 8 * v);
 #pragma GCC unroll 8
     for (int v = 0; v < MV; ++v) {
-      _mm_prefetch(reinterpret_cast<const char*>(a + 64 * MV + 8 * v), _MM_HINT_T0);
+      _mm_prefetch(reinterpret_cast<const char*>(a + 64 * PV + 8 * v), _MM_HINT_T0);
     }
 #pragma GCC unroll 8
     for (int j = 0; j < NR; ++j) {
@@ -44,8 +46,8 @@ inline void zgemm_tile(int64_t m, int64_t n, int64_t k, const double* alpha, con
         im[v][j] = _mm512_fmadd_pd(av[v], bi, im[v][j]);
       }
     }
-    a += 8 * MV;
-    b += 2 * NR;
+    a += 8 * PV;
+    b += 2 * PR;
   };
   // The C tile (a column spans MV lines, plus one when unaligned) is fetched
   // during the last steps, one line every other step: issued together the
