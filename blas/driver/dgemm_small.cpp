@@ -44,8 +44,12 @@ void dgemm_small(const dgemm_variant& row, bool trans_a, bool trans_b, int64_t m
       return;
     }
     // The kernels load columns of A as vectors: transpose A once into a
-    // column-major copy (at most kSmallMax squared, on the stack).
-    double at[kSmallMax * kSmallMax];
+    // column-major copy on the stack (bounded, so the frame stays small).
+    if (m > kSmallTransposedMax || k > kSmallTransposedMax) {
+      dgemm_blocked(row, trans_a, trans_b, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+      return;
+    }
+    double at[kSmallTransposedMax * kSmallTransposedMax];
     for (int64_t i = 0; i < m; ++i) {
       const double* src = a + i * lda;
       for (int64_t p = 0; p < k; ++p) at[i + p * m] = src[p];

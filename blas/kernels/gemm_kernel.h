@@ -44,7 +44,10 @@ namespace zml::blas {
 // 1 <= m, n, k <= the row's small_max (at most kSmallMax), A column-major
 // (element (i, p) at a[i + p*lda]) and B with element (p, j) at
 // b[p*rsb + j*csb]. The same beta == 0 rule holds. It allocates nothing.
-inline constexpr int kSmallMax = 64;
+inline constexpr int kSmallMax = 96;
+// A transposed A reaches a small kernel through a column-major copy on the
+// stack, up to this many rows and columns; larger ones take the blocked path.
+inline constexpr int kSmallTransposedMax = 64;
 
 // Function types (variants are declared with them in the table) and pointers.
 using dgemm_ukernel_t = void(int64_t m, int64_t n, int64_t k, double alpha, const double* a,
