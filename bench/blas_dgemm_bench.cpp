@@ -109,13 +109,14 @@ int main() {
     std::fflush(stdout);
   }
 
-  // What a caller of the exported entry sees for tiny products: the layout
-  // and argument checks, the checked entry and the driver's routing come on
-  // top of the small path, as the peer's own interface does on its side.
+  // What a caller of the exported entry sees for tiny and mid-sized products:
+  // the layout and argument checks, the checked entry and the driver's routing
+  // come on top of the small path (or, past it, the packed one), as the peer's
+  // own interface does on its side.
   std::printf("\nthrough cblas_dgemm, 1 thread (NN)\n%6s %10s %10s %12s %12s %8s\n", "n", "ours ns",
               "peer ns", "ours GF/s", "peer GF/s", "ratio");
   zml::serv::g_settings.domain_threads_blas.store(1);
-  for (int n : {8, 16, 32, 64}) {
+  for (int n : {8, 16, 32, 64, 80, 100, 128}) {
     if (only && std::atoi(only) != n) continue;
     zml::bench::SquareOperands<double> sq(n);
     auto &a = sq.a, &b = sq.b, &c = sq.c;

@@ -67,8 +67,9 @@ constexpr dgemm_variant kAvx2 = untuned(avx2::dgemm_kernel_8x6, 8, 6, 0.25, avx2
 // 32 MiB L3 part: kc 256 keeps a B micro-panel in a third of L1 next to the
 // streaming A micro-panel, the packed A block (384 x 256) in three quarters of
 // L2, and the B panel in a quarter of L3 so that threads running side by side
-// still share it. The direct small kernel stays ahead of packing up to about
-// 100 (72-85 GF/s against 66-72 at n = 65..112, A aligned or not).
+// still share it. The direct small kernel stays ahead of packing up to 112
+// (72-85 GF/s against 55-72 at n = 65..112, A aligned or not); at 128 the
+// power-of-two stride of A makes its columns collide in L1 and packing wins.
 constexpr dgemm_variant kAvx512 = {.ukernel = avx512::dgemm_kernel_24x8,
                                    .mr = 24,
                                    .nr = 8,
@@ -81,7 +82,7 @@ constexpr dgemm_variant kAvx512 = {.ukernel = avx512::dgemm_kernel_24x8,
                                    .pack_a = avx512::dgemm_pack_24,
                                    .pack_b = avx512::dgemm_pack_8,
                                    .small = avx512::dgemm_small,
-                                   .small_max = 96,
+                                   .small_max = 112,
                                    .isa = Isa::kAvx512,
                                    .name = "avx512_24x8"};
 

@@ -44,7 +44,7 @@ namespace zml::blas {
 // 1 <= m, n, k <= the row's small_max (at most kSmallMax), A column-major
 // (element (i, p) at a[i + p*lda]) and B with element (p, j) at
 // b[p*rsb + j*csb]. The same beta == 0 rule holds. It allocates nothing.
-inline constexpr int kSmallMax = 96;
+inline constexpr int kSmallMax = 112;
 // A transposed A reaches a small kernel through a column-major copy on the
 // stack, up to this many rows and columns; larger ones take the blocked path.
 inline constexpr int kSmallTransposedMax = 64;

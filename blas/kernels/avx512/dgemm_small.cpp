@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// AVX-512 dgemm for small operands (m, n, k <= 96), straight from A and B
+// AVX-512 dgemm for small operands (m, n, k <= 112), straight from A and B
 // without packing: users call it in loops, so nothing here allocates and the
 // fixed cost of a call is kept to a few instructions per tile.
 #include <immintrin.h>
