@@ -168,7 +168,8 @@ TEST_P(DgemmRow, SmallPathAllTransposes) {
   };
   const int64_t most = r.small_max;
   for (int t = 0; t < 4; ++t) {
-    for (int64_t m : {1, 2, 3, 7, 8, 9, 15, 16, 17, 24, 25, 31, 32, 33, 47, 49, 63, 64, 65, 96, 112}) {
+    for (int64_t m :
+         {1, 2, 3, 7, 8, 9, 15, 16, 17, 24, 25, 31, 32, 33, 47, 49, 63, 64, 65, 96, 112}) {
       for (int64_t n : {1, 3, 8, 9, 13, 32, 41, 64, 112}) {
         for (int64_t k : {1, 2, 5, 32, 57, 64, 112}) {
           if (m > most || n > most || k > most) continue;
