@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Shared by the gemm tests: a naive multiply in long double for real and
-// complex data, column- or row-major, and the comparison of a computed C with
-// it (elements within a rounding bound, untouched padding bitwise equal).
+// complex data, column- or row-major, the comparison of a computed C with it
+// (elements within a rounding bound, everything else bitwise equal), and one
+// product's operands placed inside larger arrays.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <complex>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -16,15 +19,27 @@
 
 namespace zml::test {
 
+// A scalar of the element type (the imaginary part is dropped for real data).
+template <class T>
+T scalar(double re, double im) {
+  if constexpr (is_complex<T>::value) {
+    return T(re, im);
+  } else {
+    (void)im;
+    return re;
+  }
+}
+
+// NaN in every part.
+template <class T>
+T nan_value() {
+  const double q = std::numeric_limits<double>::quiet_NaN();
+  return scalar<T>(q, q);
+}
+
 // Element (i, j) of a matrix stored with leading dimension ld.
 inline size_t at(bool row_major, int64_t ld, int64_t i, int64_t j) {
   return static_cast<size_t>(row_major ? i * ld + j : i + j * ld);
-}
-
-// Storage of a rows x cols matrix with leading dimension ld (at least 1 element).
-inline size_t mat_storage(bool row_major, int64_t rows, int64_t cols, int64_t ld) {
-  const int64_t lines = row_major ? rows : cols;
-  return static_cast<size_t>(lines > 0 ? lines * ld : 1) + 1;
 }
 
 // The textbook product, without the library's checks for infinite parts
@@ -49,14 +64,14 @@ long double abs1(W x) {
   }
 }
 
-// Expected C after C := alpha*op(A)*op(B) + beta*C (trans letters 'N', 'T',
-// 'C'); every stored element outside the m x n block keeps its value. scale
-// receives, per element of the block, the magnitude its error is measured against.
+// c := alpha*op(A)*op(B) + beta*c in place for the m x n block at c (trans
+// letters 'N', 'T', 'C'); alpha = 0 reads neither A nor B and beta = 0 ignores
+// C. scale receives, per element of the block, the magnitude its error is
+// measured against.
 template <class T>
-std::vector<T> naive_gemm(bool row_major, char ta, char tb, int64_t m, int64_t n, int64_t k,
-                          T alpha, const T* a, int64_t lda, const T* b, int64_t ldb, T beta,
-                          const std::vector<T>& c, int64_t ldc, std::vector<double>* scale) {
-  std::vector<T> out = c;
+void naive_gemm(bool row_major, char ta, char tb, int64_t m, int64_t n, int64_t k, T alpha,
+                const T* a, int64_t lda, const T* b, int64_t ldb, T beta, T* c, int64_t ldc,
+                std::vector<double>* scale) {
   scale->assign(static_cast<size_t>(m * n), 0.0);
   auto op = [&](const T* x, int64_t ld, char t, int64_t i, int64_t j) {
     const T v = t == 'N' ? x[at(row_major, ld, i, j)] : x[at(row_major, ld, j, i)];
@@ -73,28 +88,28 @@ std::vector<T> naive_gemm(bool row_major, char ta, char tb, int64_t m, int64_t n
           mag += abs1(t);
         }
       }
-      const size_t ci = at(row_major, ldc, i, j);
-      const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(c[ci]);
-      out[ci] = narrow<T>(widen(alpha) * s + old);
+      T& ci = c[at(row_major, ldc, i, j)];
+      const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(ci);
+      ci = narrow<T>(widen(alpha) * s + old);
       (*scale)[static_cast<size_t>(i + j * m)] =
           static_cast<double>(std::abs(widen(alpha)) * mag + std::abs(old)) + 1e-300;
     }
   }
-  return out;
 }
 
-// Whether got matches want: block elements within the rounding bound of a
-// k-term sum, everything else bitwise equal. `what` names the case on failure.
+// Whether got matches want: the m x n block starting at element c0 within
+// the rounding bound of a k-term sum, everything else bitwise equal. `what`
+// names the case on failure.
 template <class T>
 ::testing::AssertionResult same_c(bool row_major, int64_t m, int64_t n, int64_t k,
-                                  const std::vector<T>& got, const std::vector<T>& want,
+                                  const std::vector<T>& got, const std::vector<T>& want, size_t c0,
                                   int64_t ldc, const std::vector<double>& scale,
                                   const std::string& what) {
   std::vector<bool> in_block(got.size(), false);
   const double tol = sum_tolerance(k) * 4;
   for (int64_t j = 0; j < n; ++j) {
     for (int64_t i = 0; i < m; ++i) {
-      const size_t ci = at(row_major, ldc, i, j);
+      const size_t ci = c0 + at(row_major, ldc, i, j);
       in_block[ci] = true;
       const double err = std::abs(got[ci] - want[ci]) / scale[static_cast<size_t>(i + j * m)];
       if (!(err <= tol)) {
@@ -105,10 +120,69 @@ template <class T>
   }
   for (size_t p = 0; p < got.size(); ++p) {
     if (!in_block[p] && std::memcmp(&got[p], &want[p], sizeof(T)) != 0) {
-      return ::testing::AssertionFailure() << what << ": padding element " << p << " changed";
+      return ::testing::AssertionFailure() << what << ": element " << p << " outside C changed";
     }
   }
   return ::testing::AssertionSuccess();
 }
+
+// One product C := alpha*op(A)*op(B) + beta*C on seeded random data. Each
+// operand lies inside a larger array: a spare line before and after it and,
+// when pad > 0, a spare element before it in every line, so each check also
+// shows that nothing around C moves (the threaded drivers multiply such
+// sub-blocks in place). The leading dimensions are the stored line length
+// plus pad (plus 1 for B and 2 for C when pad > 0, so that a mix-up shows).
+// With beta = 0 the block of C holds NaN, which must not come through.
+template <class T>
+struct GemmCase {
+  bool row_major;
+  char ta, tb;
+  int32_t m, n, k, lda, ldb, ldc;
+  T alpha, beta;
+  std::vector<T> a, b, c, want;
+  size_t a0, b0, c0;  // first element of each operand
+  std::vector<double> scale;
+
+  GemmCase(bool row_major_, char ta_, char tb_, int32_t m_, int32_t n_, int32_t k_, T alpha_,
+           T beta_, int32_t pad, uint64_t seed)
+      : row_major(row_major_), ta(ta_), tb(tb_), m(m_), n(n_), k(k_), alpha(alpha_), beta(beta_) {
+    const int32_t extra = pad > 0 ? 1 : 0;
+    a0 = place(ta == 'N' ? m : k, ta == 'N' ? k : m, pad, seed, &lda, &a);
+    b0 = place(tb == 'N' ? k : n, tb == 'N' ? n : k, pad + extra, seed + 1, &ldb, &b);
+    c0 = place(m, n, pad + 2 * extra, seed + 2, &ldc, &c);
+    if (beta == T(0)) {
+      for (int32_t j = 0; j < n; ++j) {
+        for (int32_t i = 0; i < m; ++i) {
+          c[c0 + at(row_major, ldc, i, j)] = nan_value<T>();
+        }
+      }
+    }
+    want = c;
+    naive_gemm<T>(row_major, ta, tb, m, n, k, alpha, pa(), lda, pb(), ldb, beta, want.data() + c0,
+                  ldc, &scale);
+  }
+  const T* pa() const { return a.data() + a0; }
+  const T* pb() const { return b.data() + b0; }
+  T* pc() { return c.data() + c0; }
+  // The letters as C strings, for the character entries.
+  std::string sa() const { return std::string(1, ta); }
+  std::string sb() const { return std::string(1, tb); }
+
+  ::testing::AssertionResult matches(const std::string& what) const {
+    return same_c(row_major, m, n, k, c, want, c0, ldc, scale,
+                  what + (row_major ? " row " : " col ") + ta + tb + " " + std::to_string(m) + "x" +
+                      std::to_string(n) + "x" + std::to_string(k));
+  }
+
+ private:
+  // Fills a random array holding a rows x cols operand; returns its first element.
+  size_t place(int32_t rows, int32_t cols, int32_t pad, uint64_t seed, int32_t* ld,
+               std::vector<T>* v) const {
+    const int32_t len = row_major ? cols : rows, lines = row_major ? rows : cols;
+    *ld = std::max(1, len) + pad;
+    *v = random_vector<T>(static_cast<size_t>(*ld) * (lines + 2), seed);
+    return static_cast<size_t>(*ld) + (pad > 0 ? 1 : 0);
+  }
+};
 
 }  // namespace zml::test

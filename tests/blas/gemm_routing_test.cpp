@@ -19,15 +19,7 @@ namespace {
 
 using zml::blas::zcomplex;
 
-template <class T>
-T scalar(double re, double im) {
-  if constexpr (zml::test::is_complex<T>::value) {
-    return T(re, im);
-  } else {
-    (void)im;
-    return re;
-  }
-}
+using zml::test::scalar;
 
 void gemm(const char* ta, const char* tb, int32_t m, int32_t n, int32_t k, double alpha,
           const double* a, int32_t lda, const double* b, int32_t ldb, double beta, double* c,
@@ -45,23 +37,10 @@ void gemm(const char* ta, const char* tb, int32_t m, int32_t n, int32_t k, zcomp
 template <class T>
 ::testing::AssertionResult check_product(char ta, char tb, int32_t m, int32_t n, int32_t k, T alpha,
                                          T beta, int32_t pad, uint64_t seed) {
-  const int32_t arows = ta == 'N' ? m : k, acols = ta == 'N' ? k : m;
-  const int32_t brows = tb == 'N' ? k : n, bcols = tb == 'N' ? n : k;
-  const int32_t lda = std::max(1, arows) + pad, ldb = std::max(1, brows) + pad,
-                ldc = std::max(1, m) + pad;
-  const auto a =
-      zml::test::random_vector<T>(zml::test::mat_storage(false, arows, acols, lda), seed);
-  const auto b =
-      zml::test::random_vector<T>(zml::test::mat_storage(false, brows, bcols, ldb), seed + 1);
-  auto c = zml::test::random_vector<T>(zml::test::mat_storage(false, m, n, ldc), seed + 2);
-  std::vector<double> scale;
-  const auto want = zml::test::naive_gemm<T>(false, ta, tb, m, n, k, alpha, a.data(), lda, b.data(),
-                                             ldb, beta, c, ldc, &scale);
-  const char sa[2] = {ta, 0}, sb[2] = {tb, 0};
-  gemm(sa, sb, m, n, k, alpha, a.data(), lda, b.data(), ldb, beta, c.data(), ldc);
-  return zml::test::same_c(false, m, n, k, c, want, ldc, scale,
-                           std::string(sa) + sb + " " + std::to_string(m) + "x" +
-                               std::to_string(n) + "x" + std::to_string(k));
+  zml::test::GemmCase<T> x(false, ta, tb, m, n, k, alpha, beta, pad, seed);
+  gemm(x.sa().c_str(), x.sb().c_str(), m, n, k, alpha, x.pa(), x.lda, x.pb(), x.ldb, beta, x.pc(),
+       x.ldc);
+  return x.matches("");
 }
 
 const char kRealTrans[] = {'N', 'T'};

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Numerical oracles shared by the BLAS tests: seeded random data, strided
 // vector indexing, naive gemv and triangular solve in long double (real and
-// complex alike), and error measures scaled by the size of the terms.
+// complex alike), and error measures scaled by the size of the terms. The
+// gemm oracle is in tests/blas/gemm_check.h.
 #pragma once
 
 #include <algorithm>
@@ -108,34 +109,6 @@ void ref_gemv(char trans, int m, int n, T alpha, Acc A, const T* x, int incx, T 
           static_cast<double>(std::abs(widen(alpha)) * std::abs(mag) + std::abs(old) + 1e-300L);
     }
     yi = narrow<T>(res);
-  }
-}
-
-// C := alpha*op(A)*op(B) + beta*C for m x n C, with accessors A(i, j), B(i, j)
-// and C(i, j) (a reference) over the stored matrices; ta/tb are 'N', 'T' or
-// 'C'. beta == 0 overwrites C. Sums in long double; `scale` (m*n, by columns)
-// receives the magnitude of the terms of each element as in ref_gemv.
-template <class T, class AccA, class AccB, class AccC>
-void ref_gemm(char ta, char tb, int m, int n, int k, T alpha, AccA A, AccB B, T beta, AccC C,
-              std::vector<double>* scale = nullptr) {
-  if (scale) scale->assign(static_cast<size_t>(m > 0 && n > 0 ? m * n : 0), 0.0);
-  for (int j = 0; j < n; ++j) {
-    for (int i = 0; i < m; ++i) {
-      wide_t<T> s = 0, mag = 0;
-      for (int p = 0; p < k; ++p) {
-        const wide_t<T> a = conj_if(widen(ta == 'N' ? A(i, p) : A(p, i)), ta == 'C');
-        const wide_t<T> b = conj_if(widen(tb == 'N' ? B(p, j) : B(j, p)), tb == 'C');
-        s += a * b;
-        mag += std::abs(a * b);
-      }
-      T& c = C(i, j);
-      const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(c);
-      if (scale) {
-        (*scale)[static_cast<size_t>(i + j * m)] =
-            static_cast<double>(std::abs(widen(alpha)) * std::abs(mag) + std::abs(old) + 1e-300L);
-      }
-      c = narrow<T>(widen(alpha) * s + old);
-    }
   }
 }
 
