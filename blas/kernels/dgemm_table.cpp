@@ -12,22 +12,31 @@ dgemm_pack_t dgemm_pack_4;
 }  // namespace ref
 namespace sse2 {
 dgemm_ukernel_t dgemm_kernel_4x4;
+dgemm_ukernel_t dgemm_kernel_2x6;
+dgemm_pack_t dgemm_pack_2;
 dgemm_pack_t dgemm_pack_4;
+dgemm_pack_t dgemm_pack_6;
 }  // namespace sse2
 namespace avx {
 dgemm_ukernel_t dgemm_kernel_8x4;
+dgemm_ukernel_t dgemm_kernel_4x6;
 dgemm_pack_t dgemm_pack_8;
 dgemm_pack_t dgemm_pack_4;
+dgemm_pack_t dgemm_pack_6;
 }  // namespace avx
 namespace avx2 {
 dgemm_ukernel_t dgemm_kernel_8x6;
+dgemm_ukernel_t dgemm_kernel_4x6;
 dgemm_pack_t dgemm_pack_8;
 dgemm_pack_t dgemm_pack_6;
+dgemm_pack_t dgemm_pack_4;
 }  // namespace avx2
 namespace avx512 {
 dgemm_ukernel_t dgemm_kernel_24x8;
+dgemm_ukernel_t dgemm_kernel_8x6;
 dgemm_pack_t dgemm_pack_24;
 dgemm_pack_t dgemm_pack_8;
+dgemm_pack_t dgemm_pack_6;
 dgemm_small_t dgemm_small;
 }  // namespace avx512
 
@@ -86,24 +95,46 @@ constexpr dgemm_variant kAvx512 = {.ukernel = avx512::dgemm_kernel_24x8,
                                    .isa = Isa::kAvx512,
                                    .name = "avx512_24x8"};
 
+// 32-bit x86 has 8 vector registers: one vector of rows by six columns, so
+// the tile does not spill; the small kernels' wider tiles would, so these
+// rows pack small products too.
+constexpr dgemm_variant kSse2x32 = untuned(sse2::dgemm_kernel_2x6, 2, 6, 0.33, sse2::dgemm_pack_2,
+                                           sse2::dgemm_pack_6, Isa::kSse2, "sse2_2x6");
+constexpr dgemm_variant kAvxx32 = untuned(avx::dgemm_kernel_4x6, 4, 6, 0.33, avx::dgemm_pack_4,
+                                          avx::dgemm_pack_6, Isa::kAvx, "avx_4x6");
+constexpr dgemm_variant kAvx2x32 = untuned(avx2::dgemm_kernel_4x6, 4, 6, 0.33, avx2::dgemm_pack_4,
+                                           avx2::dgemm_pack_6, Isa::kAvx2, "avx2_4x6");
+constexpr dgemm_variant kAvx512x32 =
+    untuned(avx512::dgemm_kernel_8x6, 8, 6, 0.33, avx512::dgemm_pack_8, avx512::dgemm_pack_6,
+            Isa::kAvx512, "avx512_8x6");
+
+// The register file decides the tile: 64-bit builds take the wide rows.
+constexpr bool kNarrowRegisters = sizeof(void*) == 4;
+constexpr const dgemm_variant* kSse2Row = kNarrowRegisters ? &kSse2x32 : &kSse2;
+constexpr const dgemm_variant* kAvxRow = kNarrowRegisters ? &kAvxx32 : &kAvx;
+constexpr const dgemm_variant* kAvx2Row = kNarrowRegisters ? &kAvx2x32 : &kAvx2;
+constexpr const dgemm_variant* kAvx512Row = kNarrowRegisters ? &kAvx512x32 : &kAvx512;
+
 constexpr dispatch::Table<dgemm_variant> kDgemmTable = {
-    &kSse2,    // 0: baseline
-    &kSse2,    // 1: override only
-    &kSse2,    // 2
-    &kSse2,    // 3
-    &kSse2,    // 4
-    &kSse2,    // 5
-    &kSse2,    // 6: override only
-    &kSse2,    // 7: SSE4.2 adds nothing to a multiply-add kernel
-    &kAvx,     // 8: AVX without FMA; the FMA kernels must not run here
-    &kAvx2,    // 9: AVX2 + FMA
-    &kAvx2,    // 10: never detected
-    &kAvx512,  // 11: AVX-512
+    kSse2Row,    // 0: baseline
+    kSse2Row,    // 1: override only
+    kSse2Row,    // 2
+    kSse2Row,    // 3
+    kSse2Row,    // 4
+    kSse2Row,    // 5
+    kSse2Row,    // 6: override only
+    kSse2Row,    // 7: SSE4.2 adds nothing to a multiply-add kernel
+    kAvxRow,     // 8: AVX without FMA; the FMA kernels must not run here
+    kAvx2Row,    // 9: AVX2 + FMA
+    kAvx2Row,    // 10: never detected
+    kAvx512Row,  // 11: AVX-512
 };
 static_assert(kDgemmTable.size() == dispatch::kCodePaths);
 static_assert(kDgemmTable[8]->isa == Isa::kAvx, "code path 8 has no FMA");
 
-constexpr const dgemm_variant* kDgemmRows[] = {&kDgemmRef, &kSse2,   &kAvx,
-                                               &kAvx2,     &kAvx512, nullptr};
+// Every row is built and tested in every build, the 32-bit ones included.
+constexpr const dgemm_variant* kDgemmRows[] = {&kDgemmRef,  &kSse2,    &kAvx,    &kAvx2,
+                                               &kAvx512,    &kSse2x32, &kAvxx32, &kAvx2x32,
+                                               &kAvx512x32, nullptr};
 
 }  // namespace zml::blas

@@ -285,7 +285,9 @@ void dgemv_t_cols_all(int64_t m, int64_t n, double alpha, const double* a, int64
 template <class Ops>
 void dgemv_t(int32_t m, int32_t n, double alpha, const double* a, int64_t lda, const double* x,
              double* y) {
-  if constexpr (requires(const typename Ops::V* v) { Ops::sum_lanes8(v); }) {
+  // The block form holds 16 vectors of x: a 32-register file only.
+  if constexpr (Ops::kRegisters >= 32 &&
+                requires(const typename Ops::V* v) { Ops::sum_lanes8(v); }) {
     static_assert(Ops::W == 8, "sum_lanes8 sums eight vectors of eight");
     constexpr int64_t rows = int64_t{kGemvTRowVectors} * Ops::W;
     const int64_t mb = m / rows * rows, nb = n / Ops::W * Ops::W;

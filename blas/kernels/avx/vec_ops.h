@@ -9,7 +9,8 @@ namespace zml::blas::avx {
 
 struct Ops {
   using V = __m256d;
-  static constexpr int kRegisters = 16;  // vector registers the algorithms may plan for
+  // Vector registers the algorithms may plan for: 32-bit x86 has only 8.
+  static constexpr int kRegisters = sizeof(void*) == 4 ? 8 : 16;
   static constexpr int W = 4;
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static void store(double* p, V v) { _mm256_storeu_pd(p, v); }

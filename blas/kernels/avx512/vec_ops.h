@@ -9,7 +9,8 @@ namespace zml::blas::avx512 {
 
 struct Ops {
   using V = __m512d;
-  static constexpr int kRegisters = 32;  // vector registers the algorithms may plan for
+  // Vector registers the algorithms may plan for: 32-bit x86 has only 8.
+  static constexpr int kRegisters = sizeof(void*) == 4 ? 8 : 32;
   static constexpr int W = 8;
   static V load(const double* p) { return _mm512_loadu_pd(p); }
   static void store(double* p, V v) { _mm512_storeu_pd(p, v); }
