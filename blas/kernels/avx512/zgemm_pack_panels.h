@@ -2,20 +2,16 @@
 // AVX-512 zgemm packing into panels of W complex numbers, layout, padding and
 // conjugation as stated in zgemm_kernel.h. A complex number is one 128-bit
 // lane, so the k-contiguous case transposes 4x4 blocks of lanes in registers.
+// Masks count doubles (dgemm_row_mask: the first n lanes of a vector).
 #pragma once
 
 #include <immintrin.h>
 
 #include <cstdint>
 
-namespace zml::blas::avx512 {
+#include "blas/kernels/avx512/dgemm_store.h"
 
-// Mask of the first `n` doubles of a vector (n clamped to 0..8).
-inline __mmask8 zgemm_pack_mask(int64_t n) {
-  if (n >= 8) return 0xFF;
-  if (n <= 0) return 0;
-  return static_cast<__mmask8>((1u << n) - 1u);
-}
+namespace zml::blas::avx512 {
 
 // Lane-wise 4x4 transpose: r[i] holds complex numbers 0..3 of line i; after
 // it r[t] holds number t of lines 0..3. The masked forms with a named
@@ -44,12 +40,12 @@ inline void zgemm_pack_panels(const double* x, int64_t ld, int64_t rows, int64_t
     // a panel is written front to back. (Dealing each column out to all the
     // panels, as the real packer does, measured no faster here.)
     __mmask8 slice_mask[kV];
-    for (int v = 0; v < kV; ++v) slice_mask[v] = zgemm_pack_mask(2 * W - 8 * v);
+    for (int v = 0; v < kV; ++v) slice_mask[v] = dgemm_row_mask(2 * W - 8 * v);
     for (int64_t r0 = 0; r0 < rows; r0 += W, dst += 2 * W * k) {
       const int64_t w = rows - r0 < W ? rows - r0 : W;
       __mmask8 in[kV];
       for (int v = 0; v < kV; ++v) {
-        in[v] = static_cast<__mmask8>(zgemm_pack_mask(2 * w - 8 * v) & slice_mask[v]);
+        in[v] = static_cast<__mmask8>(dgemm_row_mask(2 * w - 8 * v) & slice_mask[v]);
       }
       const double* src = x + 2 * r0;
       for (int64_t p = 0; p < k; ++p) {
@@ -77,7 +73,7 @@ inline void zgemm_pack_panels(const double* x, int64_t ld, int64_t rows, int64_t
         line[i] = valid ? x + 2 * (r0 + g + i) * ld : x;
         lmask[i] = valid ? 0xFF : 0;
       }
-      const __mmask8 out = zgemm_pack_mask(2 * lines);
+      const __mmask8 out = dgemm_row_mask(2 * lines);
       double* d = dst + 2 * g;
       __m512d r[4];
       int64_t p = 0;
@@ -91,7 +87,7 @@ inline void zgemm_pack_panels(const double* x, int64_t ld, int64_t rows, int64_t
         }
       }
       if (p < k) {
-        const __mmask8 tail = zgemm_pack_mask(2 * (k - p));
+        const __mmask8 tail = dgemm_row_mask(2 * (k - p));
         for (int i = 0; i < 4; ++i) {
           r[i] = _mm512_maskz_loadu_pd(static_cast<__mmask8>(lmask[i] & tail), line[i] + 2 * p);
         }
