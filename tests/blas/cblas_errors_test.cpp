@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The CBLAS checks in their fixed orders (pure functions, so the batch and
 // trsm layers are covered before their drivers exist), the exact report
-// texts, and that a rejected call touches no output.
+// texts, that a rejected call touches no output, and the verbose trace.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -101,75 +102,116 @@ TEST(CblasChecks, TrsvOrder) {
   EXPECT_EQ(check_trsv(102, 121, 111, 131, 4, 4, -2), 0);
 }
 
-TEST(CblasChecks, OptionTables) {
-  EXPECT_STREQ(kTransDirect[kConjTrans - kNoTrans], "C");
-  EXPECT_STREQ(kTransReversed[kNoTrans - kNoTrans], "T");
-  EXPECT_STREQ(kTransReversed[kTrans - kNoTrans], "N");
-  EXPECT_STREQ(kUploReversed[kUpper - kUpper], "L");
-  EXPECT_STREQ(kSideReversed[kLeft - kLeft], "R");
-  EXPECT_STREQ(kDiagDirect[kUnit - kNonUnit], "U");
-}
-
-TEST(CblasReports, ExportsReportTheirNumberAndTouchNothing) {
-  std::vector<double> a(16, 1.0), x(4, 1.0), y(4, 7.0);
-  std::string out = zml::test::capture_stdout([&] {
-    cblas_dgemv(static_cast<CBLAS_LAYOUT>(0), CblasNoTrans, 4, 4, 1.0, a.data(), 4, x.data(), 1,
-                0.0, y.data(), 1);
-  });
-  EXPECT_EQ(out, report(1, "cblas_dgemv"));
-  EXPECT_EQ(y, std::vector<double>(4, 7.0));
-
-  out = zml::test::capture_stdout([&] {
-    cblas_dtrsv(static_cast<CBLAS_LAYOUT>(103), static_cast<CBLAS_UPLO>(0), CblasNoTrans, CblasUnit,
-                4, a.data(), 4, x.data(), 1);
-  });
-  EXPECT_EQ(out, report(1, "cblas_dtrsv"));
-  EXPECT_EQ(x, std::vector<double>(4, 1.0));
-
+// Bad calls through the CBLAS exports and the report itself (names cut to
+// twenty characters): each prints its parameter number and name, and none
+// touches an output.
+TEST(CblasReports, BadCallsReportTheirNumberAndTouchNothing) {
+  std::vector<double> a(16, 1.0), b(16, 1.0), x(4, 1.0), y(16, 7.0);
   const double z[2] = {1, 0};
-  out = zml::test::capture_stdout([&] {
-    cblas_zgemv(CblasRowMajor, CblasConjTrans, 2, 2, z, a.data(), 2, x.data(), 1, z, y.data(), 0);
-  });
-  EXPECT_EQ(out, report(12, "cblas_zgemv"));
-  out = zml::test::capture_stdout([&] {
-    cblas_ztrsv(CblasColMajor, CblasUpper, CblasNoTrans, CblasNonUnit, 2, a.data(), 1, x.data(), 1);
-  });
-  EXPECT_EQ(out, report(7, "cblas_ztrsv"));
+  const struct {
+    int p;
+    const char* name;
+    std::function<void()> call;
+  } cases[] = {
+      {1, "cblas_dgemv",
+       [&] {
+         cblas_dgemv(static_cast<CBLAS_LAYOUT>(0), CblasNoTrans, 4, 4, 1.0, a.data(), 4, x.data(),
+                     1, 0.0, y.data(), 1);
+       }},
+      {12, "cblas_zgemv",
+       [&] {
+         cblas_zgemv(CblasRowMajor, CblasConjTrans, 2, 2, z, a.data(), 2, x.data(), 1, z, y.data(),
+                     0);
+       }},
+      {1, "cblas_dtrsv",
+       [&] {
+         cblas_dtrsv(static_cast<CBLAS_LAYOUT>(103), static_cast<CBLAS_UPLO>(0), CblasNoTrans,
+                     CblasUnit, 4, a.data(), 4, x.data(), 1);
+       }},
+      {7, "cblas_ztrsv",
+       [&] {
+         cblas_ztrsv(CblasColMajor, CblasUpper, CblasNoTrans, CblasNonUnit, 2, a.data(), 1,
+                     x.data(), 1);
+       }},
+      // Layout 0 and transa 0: parameter 2, not 1.
+      {2, "cblas_dgemm",
+       [&] {
+         cblas_dgemm(static_cast<CBLAS_LAYOUT>(0), static_cast<CBLAS_TRANSPOSE>(0), CblasNoTrans, 2,
+                     2, 2, 1.0, a.data(), 2, b.data(), 2, 0.0, y.data(), 2);
+       }},
+      // Row-major m 3, k 5, transa 111, lda 4: parameter 9.
+      {9, "cblas_dgemm",
+       [&] {
+         cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, 3, 1, 5, 1.0, a.data(), 4, b.data(),
+                     1, 0.0, y.data(), 1);
+       }},
+      // Column-major m 0, lda 0: parameter 9.
+      {9, "cblas_zgemm",
+       [&] {
+         cblas_zgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, 0, 2, 2, z, a.data(), 0, b.data(),
+                     2, z, y.data(), 1);
+       }},
+      {3, "cblas_a_name_longer_",
+       [] { zml::blas::cblas::cblas_xerbla("cblas_a_name_longer_than_twenty", 3); }},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(zml::test::capture_stdout([&] { c.call(); }), report(c.p, c.name));
+  }
+  EXPECT_EQ(x, std::vector<double>(4, 1.0));
+  EXPECT_EQ(y, std::vector<double>(16, 7.0));
+}
+
+// Every argument the checked gemv and trsv entries check, in both element
+// types: the report under the six-character name, and no output touched.
+TEST(CblasReports, CheckedEntriesReportEveryParameter) {
+  std::vector<double> a(16, 1.0), x(4, 1.0), y(4, 7.0);
+  const double alpha[2] = {1, 0}, beta[2] = {0, 0};
+  const auto* za = reinterpret_cast<const zml::blas::zcomplex*>(a.data());
+  auto* zx = reinterpret_cast<zml::blas::zcomplex*>(x.data());
+  auto* zy = reinterpret_cast<zml::blas::zcomplex*>(y.data());
+  const auto* zal = reinterpret_cast<const zml::blas::zcomplex*>(alpha);
+  const auto* zbe = reinterpret_cast<const zml::blas::zcomplex*>(beta);
+  const struct {
+    const char* trans;
+    int32_t m, n, lda, incx, incy, p;
+  } gemv[] = {{"x", 2, 2, 2, 1, 1, 1}, {"N", -1, 2, 2, 1, 1, 2}, {"T", 2, -1, 2, 1, 1, 3},
+              {"C", 2, 2, 1, 1, 1, 6}, {"N", 2, 2, 2, 0, 1, 8},  {"N", 2, 2, 2, 1, 0, 11}};
+  for (const auto& c : gemv) {
+    EXPECT_EQ(zml::test::capture_stdout([&] {
+                zml::blas::dgemv(c.trans, &c.m, &c.n, alpha, a.data(), &c.lda, x.data(), &c.incx,
+                                 beta, y.data(), &c.incy);
+              }),
+              report(c.p, "DGEMV "));
+    EXPECT_EQ(zml::test::capture_stdout([&] {
+                zml::blas::zgemv(c.trans, &c.m, &c.n, zal, za, &c.lda, zx, &c.incx, zbe, zy,
+                                 &c.incy);
+              }),
+              report(c.p, "ZGEMV "));
+  }
+  const struct {
+    const char *uplo, *trans, *diag;
+    int32_t n, lda, incx, p;
+  } trsv[] = {{"x", "N", "N", 2, 2, 1, 1}, {"U", "x", "N", 2, 2, 1, 2},
+              {"L", "T", "x", 2, 2, 1, 3}, {"U", "C", "U", -1, 2, 1, 4},
+              {"L", "N", "N", 2, 1, 1, 6}, {"U", "N", "N", 2, 2, 0, 8}};
+  for (const auto& c : trsv) {
+    EXPECT_EQ(zml::test::capture_stdout([&] {
+                zml::blas::dtrsv(c.uplo, c.trans, c.diag, &c.n, a.data(), &c.lda, x.data(),
+                                 &c.incx);
+              }),
+              report(c.p, "DTRSV "));
+    EXPECT_EQ(zml::test::capture_stdout([&] {
+                zml::blas::ztrsv(c.uplo, c.trans, c.diag, &c.n, za, &c.lda, zx, &c.incx);
+              }),
+              report(c.p, "ZTRSV "));
+  }
+  EXPECT_EQ(x, std::vector<double>(4, 1.0));
   EXPECT_EQ(y, std::vector<double>(4, 7.0));
-}
-
-TEST(CblasReports, CheckedEntriesUseTheirSixCharacterNames) {
-  std::vector<double> a(4, 1.0), x(2, 1.0), y(2, 5.0);
-  const int32_t m = 2, n = 2, lda = 2, zero = 0, one = 1;
-  const double alpha = 1, beta = 0;
-  std::string out = zml::test::capture_stdout([&] {
-    zml::blas::dgemv("N", &m, &n, &alpha, a.data(), &lda, x.data(), &zero, &beta, y.data(), &one);
-  });
-  EXPECT_EQ(out, report(8, "DGEMV "));
-  out = zml::test::capture_stdout([&] {
-    zml::blas::dgemv("x", &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta, y.data(), &one);
-  });
-  EXPECT_EQ(out, report(1, "DGEMV "));
-  out = zml::test::capture_stdout(
-      [&] { zml::blas::dtrsv("U", "N", "X", &n, a.data(), &lda, x.data(), &one); });
-  EXPECT_EQ(out, report(3, "DTRSV "));
-  const int32_t small_lda = 1;
-  out = zml::test::capture_stdout([&] {
-    zml::blas::ztrsv("L", "C", "N", &n, reinterpret_cast<const zml::blas::zcomplex*>(a.data()),
-                     &small_lda, reinterpret_cast<zml::blas::zcomplex*>(x.data()), &one);
-  });
-  EXPECT_EQ(out, report(6, "ZTRSV "));
-  EXPECT_EQ(y, std::vector<double>(2, 5.0));
-}
-
-TEST(CblasReports, LongNamesAreCutToTwentyCharacters) {
-  const std::string out = zml::test::capture_stdout(
-      [] { zml::blas::cblas::cblas_xerbla("cblas_a_name_longer_than_twenty", 3); });
-  EXPECT_EQ(out, report(3, "cblas_a_name_longer_"));
 }
 
 // In the child (verbose mode on): a rejected dgemv is still traced, with the
-// characters and integers as values and the rest as pointers.
+// characters and integers as values and the rest as pointers, and a scaling
+// from the CBLAS layer is traced under its entry's name.
 TEST(CblasReports, DISABLED_ChildVerboseTrace) {
   double a[4] = {}, x[2] = {}, y[2] = {};
   const int32_t m = 2, n = 2, lda = 2, zero = 0, one = 1;
@@ -177,6 +219,7 @@ TEST(CblasReports, DISABLED_ChildVerboseTrace) {
   const std::string out = zml::test::capture_stdout([&] {
     zml::blas::dgemv("T", &m, &n, &alpha, a, &lda, x, &one, &beta, y, &zero);
     zml::blas::dtrsv("L", "N", "U", &n, a, &lda, x, &one);
+    cblas_dscal(2, 2.0, x, 1);
   });
   char dgemv_line[200], dtrsv_line[200];
   std::snprintf(dgemv_line, sizeof dgemv_line, "DGEMV(T,2,2,%p,%p,2,%p,1,%p,%p,0)",
@@ -186,6 +229,7 @@ TEST(CblasReports, DISABLED_ChildVerboseTrace) {
                 static_cast<void*>(x));
   zml::test::emit("dgemv", out.find(dgemv_line) != std::string::npos ? 1 : 0);
   zml::test::emit("dtrsv", out.find(dtrsv_line) != std::string::npos ? 1 : 0);
+  zml::test::emit("dscal", out.find("DSCAL(2,") != std::string::npos ? 1 : 0);
 }
 
 TEST(CblasReports, VerboseModeTracesFailedCallsToo) {
@@ -193,6 +237,7 @@ TEST(CblasReports, VerboseModeTracesFailedCallsToo) {
                                       {{"ZML_VERBOSE", "1"}, {"ZML_VERBOSE_OUTPUT_FILE", ""}});
   EXPECT_EQ(r.value("dgemv"), "1") << r.out;
   EXPECT_EQ(r.value("dtrsv"), "1") << r.out;
+  EXPECT_EQ(r.value("dscal"), "1") << r.out;
 }
 
 }  // namespace

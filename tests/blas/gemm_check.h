@@ -2,7 +2,7 @@
 // Shared by the gemm tests: a naive multiply in long double for real and
 // complex data, column- or row-major, the comparison of a computed C with it
 // (elements within a rounding bound, everything else bitwise equal), and one
-// product's operands placed inside larger arrays.
+// product's operands placed inside larger arrays (tests/support/blas_ref.h).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,29 +18,6 @@
 #include "tests/support/blas_ref.h"
 
 namespace zml::test {
-
-// A scalar of the element type (the imaginary part is dropped for real data).
-template <class T>
-T scalar(double re, double im) {
-  if constexpr (is_complex<T>::value) {
-    return T(re, im);
-  } else {
-    (void)im;
-    return re;
-  }
-}
-
-// NaN in every part.
-template <class T>
-T nan_value() {
-  const double q = std::numeric_limits<double>::quiet_NaN();
-  return scalar<T>(q, q);
-}
-
-// Element (i, j) of a matrix stored with leading dimension ld.
-inline size_t at(bool row_major, int64_t ld, int64_t i, int64_t j) {
-  return static_cast<size_t>(row_major ? i * ld + j : i + j * ld);
-}
 
 // The textbook product, without the library's checks for infinite parts
 // (which make the naive loop several times slower).
@@ -147,9 +124,10 @@ struct GemmCase {
            T beta_, int32_t pad, uint64_t seed)
       : row_major(row_major_), ta(ta_), tb(tb_), m(m_), n(n_), k(k_), alpha(alpha_), beta(beta_) {
     const int32_t extra = pad > 0 ? 1 : 0;
-    a0 = place(ta == 'N' ? m : k, ta == 'N' ? k : m, pad, seed, &lda, &a);
-    b0 = place(tb == 'N' ? k : n, tb == 'N' ? n : k, pad + extra, seed + 1, &ldb, &b);
-    c0 = place(m, n, pad + 2 * extra, seed + 2, &ldc, &c);
+    a0 = place_operand(row_major, ta == 'N' ? m : k, ta == 'N' ? k : m, pad, seed, &lda, &a);
+    b0 = place_operand(row_major, tb == 'N' ? k : n, tb == 'N' ? n : k, pad + extra, seed + 1, &ldb,
+                       &b);
+    c0 = place_operand(row_major, m, n, pad + 2 * extra, seed + 2, &ldc, &c);
     if (beta == T(0)) {
       for (int32_t j = 0; j < n; ++j) {
         for (int32_t i = 0; i < m; ++i) {
@@ -172,16 +150,6 @@ struct GemmCase {
     return same_c(row_major, m, n, k, c, want, c0, ldc, scale,
                   what + (row_major ? " row " : " col ") + ta + tb + " " + std::to_string(m) + "x" +
                       std::to_string(n) + "x" + std::to_string(k));
-  }
-
- private:
-  // Fills a random array holding a rows x cols operand; returns its first element.
-  size_t place(int32_t rows, int32_t cols, int32_t pad, uint64_t seed, int32_t* ld,
-               std::vector<T>* v) const {
-    const int32_t len = row_major ? cols : rows, lines = row_major ? rows : cols;
-    *ld = std::max(1, len) + pad;
-    *v = random_vector<T>(static_cast<size_t>(*ld) * (lines + 2), seed);
-    return static_cast<size_t>(*ld) + (pad > 0 ? 1 : 0);
   }
 };
 

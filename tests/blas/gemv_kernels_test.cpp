@@ -5,144 +5,54 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "blas/kernels/level2_kernel.h"
 #include "service/service.h"
-#include "tests/support/blas_ref.h"
+#include "tests/blas/level2_check.h"
 #include "tests/support/child.h"
 #include "zml_cblas.h"
 
 namespace {
 
-using zml::test::max_scaled_error;
-using zml::test::random_vector;
-using zml::test::ref_gemv;
-using zml::test::sum_tolerance;
+using zml::test::dp;
+using zml::test::GemvCase;
+using zml::test::scalar;
+using zml::test::TrsvCase;
 using zcomplex = std::complex<double>;
 
 // Sizes around every vector width and unroll edge (1..16 doubles per pass).
 const int kEdges[] = {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 33, 63, 64, 65, 130};
 
-class GemvKernels : public ::testing::TestWithParam<int> {
- protected:
-  template <class Row>
-  const Row* usable(const Row* const* rows) {
-    const Row* row = rows[GetParam()];
-    if (!zml::dispatch::isa_usable(row->isa)) return nullptr;
-    return row;
-  }
-};
+// The kernels take a real alpha by value and a complex one by address.
+double alpha_arg(const double& a) { return a; }
+const double* alpha_arg(const zcomplex& a) { return dp(&a); }
 
-// y += alpha*op(A)*x for a kernel (contiguous vectors, beta = 1).
+// y += alpha*op(A)*x for one kernel (contiguous vectors, lda = m + 3).
 template <class T, class Kernel>
-void check_kernel(char trans, Kernel kernel, const char* name) {
+void check_gemv_kernel(char trans, Kernel kernel, const char* name) {
   for (int m : kEdges) {
     for (int n : {1, 3, 4, 5, 8, 9, 17}) {
-      const int lda = m + 3;
-      const uint64_t seed = 1000 + 37 * m + n;
-      auto a = random_vector<T>(size_t(lda) * n, seed);
-      const int lenx = trans == 'N' ? n : m, leny = trans == 'N' ? m : n;
-      auto x = random_vector<T>(lenx, seed + 1);
-      auto y = random_vector<T>(leny, seed + 2);
-      auto want = y;
-      T alpha = T(0.5);
-      if constexpr (zml::test::is_complex<T>::value) alpha = T(0.5, -1.25);
-      std::vector<double> scale;
-      ref_gemv(
-          trans, m, n, alpha, [&](int i, int j) { return a[i + size_t(j) * lda]; }, x.data(), 1,
-          T(1), want.data(), 1, &scale);
-      kernel(m, n, alpha, a.data(), lda, x.data(), y.data());
-      ASSERT_LE(max_scaled_error(y.data(), want.data(), leny, 1, &scale), sum_tolerance(m + n))
-          << name << " trans " << trans << " m " << m << " n " << n << " seed " << seed;
+      GemvCase<T> c(false, trans, m, n, scalar<T>(0.5, -1.25), T(1), 3, 1, 1, 1000 + 37 * m + n);
+      kernel(m, n, alpha_arg(c.alpha), dp(c.pa()), c.lda, dp(c.x.p()), dp(c.y.p()));
+      ASSERT_TRUE(c.matches(name));
     }
   }
 }
 
-TEST_P(GemvKernels, DgemvRowMatchesNaiveLoop) {
-  const auto* row = usable(zml::blas::kDgemvRows);
-  if (!row) GTEST_SKIP() << "row " << zml::blas::kDgemvRows[GetParam()]->name << " not usable";
-  for (char t : {'N', 'T'}) {
-    const auto fn = t == 'N' ? row->gemv_n : row->gemv_t;
-    check_kernel<double>(
-        t,
-        [fn](int m, int n, double al, const double* a, int lda, const double* x, double* y) {
-          fn(m, n, al, a, lda, x, y);
-        },
-        row->name);
-  }
-}
-
-// Matrices of 4 Mi elements and more take the register-blocked form that
-// keeps y (N) or eight sums (T) in registers over column panels; odd sizes, a
-// padded lda and a misaligned start exercise its leading and trailing rows.
-TEST_P(GemvKernels, DgemvRowLargeMatricesMatchNaiveLoop) {
-  const auto* row = usable(zml::blas::kDgemvRows);
-  if (!row) GTEST_SKIP() << "row " << zml::blas::kDgemvRows[GetParam()]->name << " not usable";
-  const int m = 2053, n = 2047, lda = m + 3, offset = 1;
-  ASSERT_GE(int64_t{m} * n, int64_t{1} << 22);
-  auto storage = random_vector<double>(size_t(lda) * n + offset, 77);
-  const double* a = storage.data() + offset;
-  for (char t : {'N', 'T'}) {
-    const int lenx = t == 'N' ? n : m, leny = t == 'N' ? m : n;
-    auto x = random_vector<double>(lenx, 78);
-    auto y = random_vector<double>(leny, 79);
-    auto want = y;
-    std::vector<double> scale;
-    ref_gemv(
-        t, m, n, -0.75, [&](int i, int j) { return a[i + size_t(j) * lda]; }, x.data(), 1, 1.0,
-        want.data(), 1, &scale);
-    (t == 'N' ? row->gemv_n : row->gemv_t)(m, n, -0.75, a, lda, x.data(), y.data());
-    EXPECT_LE(max_scaled_error(y.data(), want.data(), leny, 1, &scale), sum_tolerance(m + n))
-        << row->name << " trans " << t;
-  }
-}
-
-TEST_P(GemvKernels, ZgemvRowMatchesNaiveLoop) {
-  const auto* row = usable(zml::blas::kZgemvRows);
-  if (!row) GTEST_SKIP() << "row " << zml::blas::kZgemvRows[GetParam()]->name << " not usable";
-  for (char t : {'N', 'T', 'C'}) {
-    const auto fn = t == 'N' ? row->gemv_n : t == 'T' ? row->gemv_t : row->gemv_c;
-    check_kernel<zcomplex>(
-        t,
-        [fn](int m, int n, zcomplex al, const zcomplex* a, int lda, const zcomplex* x,
-             zcomplex* y) {
-          fn(m, n, reinterpret_cast<const double*>(&al), reinterpret_cast<const double*>(a), lda,
-             reinterpret_cast<const double*>(x), reinterpret_cast<double*>(y));
-        },
-        row->name);
-  }
-}
-
-// Well-conditioned triangles: off-diagonal entries small, diagonal near 2.
-template <class T>
-std::vector<T> triangle(int n, int lda, uint64_t seed) {
-  auto a = random_vector<T>(size_t(lda) * n, seed);
-  for (auto& v : a) v *= 1.0 / n;
-  for (int i = 0; i < n; ++i) a[i + size_t(i) * lda] += T(2.0);
-  return a;
-}
-
+// Every trans, triangle and diagonal over sizes and diagonal blocks that
+// leave partial blocks at either end.
 template <class T, class Kernel>
-void check_trsv_kernel(Kernel kernel, const char* name, bool complex) {
+void check_trsv_kernel(Kernel kernel, const char* name) {
   for (int n : {1, 2, 5, 17, 64, 65, 150}) {
     for (int nb : {1, 3, 64}) {
       for (int upper : {0, 1}) {
-        for (int trans = 0; trans < (complex ? 3 : 2); ++trans) {
+        for (int trans = 0; trans < (zml::test::is_complex<T>::value ? 3 : 2); ++trans) {
           for (int unit : {0, 1}) {
-            const int lda = n + 2;
-            const uint64_t seed = 500 + n * 7 + nb;
-            auto a = triangle<T>(n, lda, seed);
-            auto x = random_vector<T>(n, seed + 1);
-            auto want = x;
-            zml::test::ref_trsv(
-                upper != 0, "NTC"[trans], unit != 0, n,
-                [&](int i, int j) { return a[i + size_t(j) * lda]; }, want.data(), 1);
-            kernel(upper, trans, unit, n, a.data(), lda, x.data(), nb);
-            ASSERT_LE(max_scaled_error(x.data(), want.data(), n, 1), 1e-13)
-                << name << " n " << n << " nb " << nb << " upper " << upper << " trans " << trans
-                << " unit " << unit;
+            TrsvCase<T> c(false, upper, "NTC"[trans], unit, n, 2, 1, 500 + n * 7 + nb);
+            kernel(upper, trans, unit, n, dp(c.pa()), c.lda, dp(c.x.p()), nb);
+            ASSERT_TRUE(c.matches(std::string(name) + " nb " + std::to_string(nb)));
           }
         }
       }
@@ -150,26 +60,47 @@ void check_trsv_kernel(Kernel kernel, const char* name, bool complex) {
   }
 }
 
-TEST_P(GemvKernels, DtrsvRowMatchesSubstitution) {
-  const auto* row = usable(zml::blas::kDtrsvRows);
-  if (!row) GTEST_SKIP() << "row " << zml::blas::kDtrsvRows[GetParam()]->name << " not usable";
-  check_trsv_kernel<double>([row](int u, int t, int d, int n, const double* a, int lda, double* x,
-                                  int nb) { row->kernel(u, t, d, n, a, lda, x, nb); },
-                            row->name, false);
+class Level2Rows : public ::testing::TestWithParam<int> {
+ protected:
+  // The rows of one folder share its instruction set.
+  void SetUp() override {
+    const auto* row = zml::blas::kDgemvRows[GetParam()];
+    if (!zml::dispatch::isa_usable(row->isa)) GTEST_SKIP() << "row " << row->name << " not usable";
+  }
+};
+
+TEST_P(Level2Rows, GemvMatchesNaiveLoop) {
+  const auto* d = zml::blas::kDgemvRows[GetParam()];
+  check_gemv_kernel<double>('N', d->gemv_n, d->name);
+  check_gemv_kernel<double>('T', d->gemv_t, d->name);
+  const auto* z = zml::blas::kZgemvRows[GetParam()];
+  check_gemv_kernel<zcomplex>('N', z->gemv_n, z->name);
+  check_gemv_kernel<zcomplex>('T', z->gemv_t, z->name);
+  check_gemv_kernel<zcomplex>('C', z->gemv_c, z->name);
 }
 
-TEST_P(GemvKernels, ZtrsvRowMatchesSubstitution) {
-  const auto* row = usable(zml::blas::kZtrsvRows);
-  if (!row) GTEST_SKIP() << "row " << zml::blas::kZtrsvRows[GetParam()]->name << " not usable";
-  check_trsv_kernel<zcomplex>(
-      [row](int u, int t, int d, int n, const zcomplex* a, int lda, zcomplex* x, int nb) {
-        row->kernel(u, t, d, n, reinterpret_cast<const double*>(a), lda,
-                    reinterpret_cast<double*>(x), nb);
-      },
-      row->name, true);
+// Matrices of 4 Mi elements and more take the register-blocked form that
+// keeps y (N) or eight sums (T) in registers over column panels; odd sizes, a
+// padded lda and a misaligned start exercise its leading and trailing rows.
+TEST_P(Level2Rows, DgemvLargeMatricesMatchNaiveLoop) {
+  const auto* row = zml::blas::kDgemvRows[GetParam()];
+  const int m = 2053, n = 2047;
+  ASSERT_GE(int64_t{m} * n, int64_t{1} << 22);
+  for (char t : {'N', 'T'}) {
+    GemvCase<double> c(false, t, m, n, -0.75, 1.0, 3, 1, 1, 77);
+    (t == 'N' ? row->gemv_n : row->gemv_t)(m, n, c.alpha, c.pa(), c.lda, c.x.p(), c.y.p());
+    EXPECT_TRUE(c.matches(row->name));
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, GemvKernels, ::testing::Range(0, zml::blas::kLevel2Rows),
+TEST_P(Level2Rows, TrsvMatchesSubstitution) {
+  const auto* d = zml::blas::kDtrsvRows[GetParam()];
+  check_trsv_kernel<double>(d->kernel, d->name);
+  const auto* z = zml::blas::kZtrsvRows[GetParam()];
+  check_trsv_kernel<zcomplex>(z->kernel, z->name);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, Level2Rows, ::testing::Range(0, zml::blas::kLevel2Rows),
                          [](const ::testing::TestParamInfo<int>& p) {
                            return std::string(zml::blas::kDgemvRows[p.param]->name);
                          });
@@ -177,39 +108,25 @@ INSTANTIATE_TEST_SUITE_P(Rows, GemvKernels, ::testing::Range(0, zml::blas::kLeve
 // ---- the override, once per code path, in child processes ---------------------
 
 // In the child: the code path it runs, the row the table gives it, and whether
-// a gemv, a zgemv "C" and a trsv through the exports match the naive loops.
+// a gemv (negative increment), a zgemv "C" and a real and a complex trsv
+// through the exports match the naive loops.
 TEST(GemvCodePath, DISABLED_Child) {
   zml::test::emit("code_path", zml_serv_get_code_path());
   zml::test::emit("row", zml::dispatch::pick(zml::blas::kDgemvTable).name);
-  const int m = 67, n = 45;
-  auto a = random_vector<double>(size_t(m) * n, 77);
-  auto x = random_vector<double>(zml::test::vec_storage(m, -2), 78);
-  auto y = random_vector<double>(n, 79);
-  auto want = y;
-  std::vector<double> scale;
-  ref_gemv(
-      'T', m, n, 2.0, [&](int i, int j) { return a[i + size_t(j) * m]; }, x.data(), -2, 0.5,
-      want.data(), 1, &scale);
-  cblas_dgemv(CblasColMajor, CblasTrans, m, n, 2.0, a.data(), m, x.data(), -2, 0.5, y.data(), 1);
-  bool ok = max_scaled_error(y.data(), want.data(), n, 1, &scale) <= sum_tolerance(m);
-  auto za = random_vector<zcomplex>(size_t(m) * n, 80);
-  auto zx = random_vector<zcomplex>(m, 81);
-  auto zy = random_vector<zcomplex>(n, 82);
-  auto zwant = zy;
-  const zcomplex al(1, -1), be(0.5, 0.5);
-  ref_gemv(
-      'C', m, n, al, [&](int i, int j) { return za[i + size_t(j) * m]; }, zx.data(), 1, be,
-      zwant.data(), 1, &scale);
-  cblas_zgemv(CblasColMajor, CblasConjTrans, m, n, &al, za.data(), m, zx.data(), 1, &be, zy.data(),
-              1);
-  ok = ok && max_scaled_error(zy.data(), zwant.data(), n, 1, &scale) <= sum_tolerance(m);
-  auto t = triangle<double>(n, n, 83);
-  auto b = random_vector<double>(n, 84);
-  auto bwant = b;
-  zml::test::ref_trsv(
-      true, 'N', false, n, [&](int i, int j) { return t[i + size_t(j) * n]; }, bwant.data(), 1);
-  cblas_dtrsv(CblasColMajor, CblasUpper, CblasNoTrans, CblasNonUnit, n, t.data(), n, b.data(), 1);
-  ok = ok && max_scaled_error(b.data(), bwant.data(), n, 1) <= 1e-13;
+  GemvCase<double> d(false, 'T', 67, 45, 2.0, 0.5, 0, -2, 1, 77);
+  GemvCase<zcomplex> z(false, 'C', 67, 45, zcomplex(1, -1), zcomplex(0.5, 0.5), 0, 1, 1, 80);
+  TrsvCase<double> dt(false, true, 'N', false, 45, 0, 1, 83);
+  TrsvCase<zcomplex> zt(false, false, 'C', false, 45, 1, 1, 84);
+  zml::test::call_cblas(d);
+  zml::test::call_cblas(z);
+  zml::test::call_cblas(dt);
+  zml::test::call_cblas(zt);
+  bool ok = true;
+  for (const auto& r :
+       {d.matches("dgemv"), z.matches("zgemv"), dt.matches("dtrsv"), zt.matches("ztrsv")}) {
+    if (!r) std::printf("%s\n", r.message());
+    ok = ok && r;
+  }
   zml::test::emit("correct", ok ? 1 : 0);
 }
 

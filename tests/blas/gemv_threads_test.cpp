@@ -1,27 +1,26 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The gemv thread choice against every example of its rules, and the
 // parallel regions: each team size computes the same product as the naive
-// loop, for both splits and for negative increments.
+// loop, for both splits, every transpose and negative increments.
 #include <gtest/gtest.h>
 
 #include <complex>
-#include <vector>
+#include <cstdio>
+#include <string>
+#include <utility>
 
 #include "blas/driver/level2_driver.h"
 #include "service/config/settings.h"
 #include "service/service.h"
-#include "tests/support/blas_ref.h"
+#include "tests/blas/level2_check.h"
 #include "tests/support/child.h"
 #include "zml_cblas.h"
 
 namespace {
 
 using zml::blas::gemv_thread_choice;
-using zml::test::max_scaled_error;
-using zml::test::random_vector;
-using zml::test::ref_gemv;
-using zml::test::sum_tolerance;
-using zml::test::vec_storage;
+using zml::test::GemvCase;
+using zml::test::scalar;
 using zcomplex = std::complex<double>;
 
 // Real, own processor, AVX2 code path, no extra topology unless stated.
@@ -133,42 +132,36 @@ TEST(GemvThreadChoice, ComplexSplitsAndBounds) {
   EXPECT_EQ(cplx_t(100, 160, 16, 1), 15);  // c = 10, w = 1000; 16000/1024 = 15
 }
 
+// One product through the parallel region of `threads` members.
 template <class T>
-void region_case(bool transposed, int m, int n, int incx, int incy, int threads, uint64_t seed) {
-  const int lda = m + 1;
-  auto a = random_vector<T>(size_t(lda) * n, seed);
-  const int lenx = transposed ? m : n, leny = transposed ? n : m;
-  auto x = random_vector<T>(vec_storage(lenx, incx), seed + 1);
-  auto y = random_vector<T>(vec_storage(leny, incy), seed + 2);
-  auto want = y;
-  T alpha(1.25), beta(-0.5);
-  std::vector<double> scale;
-  ref_gemv(
-      transposed ? 'T' : 'N', m, n, alpha, [&](int i, int j) { return a[i + size_t(j) * lda]; },
-      x.data(), incx, beta, want.data(), incy, &scale);
-  const char* tr = transposed ? "T" : "N";
+void region_case(char trans, int m, int n, int incx, int incy, T beta, int threads, uint64_t seed) {
+  GemvCase<T> c(false, trans, m, n, scalar<T>(1.25, 0.5), beta, 1, incx, incy, seed);
+  const char tr[2] = {trans, 0};
   if constexpr (zml::test::is_complex<T>::value) {
-    zml::blas::zml_blas_zgemv_omp(threads, tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx,
-                                  &beta, y.data(), &incy);
+    zml::blas::zml_blas_zgemv_omp(threads, tr, &c.m, &c.n, &c.alpha, c.pa(), &c.lda, c.x.p(),
+                                  &c.x.inc, &c.beta, c.y.p(), &c.y.inc);
   } else {
-    zml::blas::zml_blas_dgemv_omp(threads, tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx,
-                                  &beta, y.data(), &incy);
+    zml::blas::zml_blas_dgemv_omp(threads, tr, &c.m, &c.n, &c.alpha, c.pa(), &c.lda, c.x.p(),
+                                  &c.x.inc, &c.beta, c.y.p(), &c.y.inc);
   }
-  ASSERT_TRUE(zml::test::gaps_equal(y, want, leny, incy));
-  ASSERT_LE(max_scaled_error(y.data(), want.data(), leny, incy, &scale), sum_tolerance(m + n))
-      << "trans " << tr << " m " << m << " n " << n << " incx " << incx << " incy " << incy
-      << " threads " << threads << " seed " << seed;
+  ASSERT_TRUE(c.matches("threads " + std::to_string(threads)));
 }
 
+// Each member scales and updates only its own slice of y: beta = 0 (NaN in
+// y) rides on the negative increments.
 TEST(GemvRegions, EveryTeamSizeSplitsCorrectly) {
   uint64_t seed = 9000;
   for (int threads : {1, 2, 3, 4, 7}) {
-    for (bool tr : {false, true}) {
+    for (char tr : {'N', 'T', 'C'}) {
       for (auto [m, n] : {std::pair{1, 1}, std::pair{5, 300}, std::pair{300, 5}, std::pair{129, 67},
                           std::pair{1000, 64}}) {
         for (auto [incx, incy] : {std::pair{1, 1}, std::pair{-1, -1}, std::pair{2, -3}}) {
-          region_case<double>(tr, m, n, incx, incy, threads, ++seed);
-          region_case<zcomplex>(tr, m, n, incx, incy, threads, ++seed);
+          const bool zero = incx == -1;
+          // Real "C" is "T" on the same path.
+          if (tr != 'C')
+            region_case<double>(tr, m, n, incx, incy, zero ? 0.0 : -0.5, threads, ++seed);
+          region_case<zcomplex>(tr, m, n, incx, incy, zero ? zcomplex(0) : zcomplex(-0.5, 0.25),
+                                threads, ++seed);
         }
       }
     }
@@ -184,18 +177,11 @@ TEST(GemvDriverThreads, DISABLED_Child) {
   zml::test::emit("team",
                   gemv_thread_choice(false, false, m, n, zml_serv_domain_get_max_threads(1),
                                      zml_serv_own_processor(), zml_serv_get_code_path(), 0));
-  auto a = random_vector<double>(size_t(m) * n, 41);
-  auto x = random_vector<double>(n, 42);
-  auto y = random_vector<double>(vec_storage(m, -2), 43);
-  auto want = y;
-  std::vector<double> scale;
-  ref_gemv(
-      'N', m, n, 0.5, [&](int i, int j) { return a[i + size_t(j) * m]; }, x.data(), 1, 2.0,
-      want.data(), -2, &scale);
-  cblas_dgemv(CblasColMajor, CblasNoTrans, m, n, 0.5, a.data(), m, x.data(), 1, 2.0, y.data(), -2);
-  const bool ok = zml::test::gaps_equal(y, want, m, -2) &&
-                  max_scaled_error(y.data(), want.data(), m, -2, &scale) <= sum_tolerance(n);
-  zml::test::emit("correct", ok ? 1 : 0);
+  GemvCase<double> c(false, 'N', m, n, 0.5, 2.0, 0, 1, -2, 41);
+  zml::test::call_cblas(c);
+  const auto r = c.matches("cblas");
+  if (!r) std::printf("%s\n", r.message());
+  zml::test::emit("correct", r ? 1 : 0);
 }
 
 TEST(GemvDriverThreads, ForcedOwnProcessorThreadsCorrectly) {

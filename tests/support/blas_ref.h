@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Numerical oracles shared by the BLAS tests: seeded random data, strided
-// vector indexing, naive gemv and triangular solve in long double (real and
-// complex alike), and error measures scaled by the size of the terms. The
-// gemm oracle is in tests/blas/gemm_check.h.
+// Numerical oracles shared by the BLAS tests: seeded random data, special
+// values, strided vector indexing, operands placed inside larger arrays, and
+// naive gemv and triangular solve in long double (real and complex alike).
+// The gemm oracle is in tests/blas/gemm_check.h, the level-2 cases and their
+// comparison in tests/blas/level2_check.h.
 #pragma once
 
 #include <algorithm>
@@ -55,6 +56,29 @@ W conj_if(W v, bool c) {
   }
 }
 
+// A scalar of the element type (the imaginary part is dropped for real data).
+template <class T>
+T scalar(double re, double im) {
+  if constexpr (is_complex<T>::value) {
+    return T(re, im);
+  } else {
+    (void)im;
+    return re;
+  }
+}
+
+// NaN in every part.
+template <class T>
+T nan_value() {
+  const double q = std::numeric_limits<double>::quiet_NaN();
+  return scalar<T>(q, q);
+}
+
+// Element (i, j) of a matrix stored with leading dimension ld.
+inline size_t at(bool row_major, int64_t ld, int64_t i, int64_t j) {
+  return static_cast<size_t>(row_major ? i * ld + j : i + j * ld);
+}
+
 // Uniform values in [-1, 1) (both parts for complex) from a fixed seed.
 template <class T>
 std::vector<T> random_vector(size_t count, uint64_t seed) {
@@ -81,8 +105,21 @@ inline size_t vec_index(int64_t i, int64_t n, int inc) {
   return static_cast<size_t>(inc > 0 ? i * inc : (n - 1 - i) * static_cast<int64_t>(-inc));
 }
 
+// Fills *v with a random array holding a rows x cols operand and returns its
+// first element: a spare line before and after it and, when pad > 0, a spare
+// element before it in every line; *ld is the stored line length plus pad.
+template <class T>
+size_t place_operand(bool row_major, int32_t rows, int32_t cols, int32_t pad, uint64_t seed,
+                     int32_t* ld, std::vector<T>* v) {
+  const int32_t len = row_major ? cols : rows, lines = row_major ? rows : cols;
+  *ld = std::max(1, len) + pad;
+  *v = random_vector<T>(static_cast<size_t>(*ld) * (lines + 2), seed);
+  return static_cast<size_t>(*ld) + (pad > 0 ? 1 : 0);
+}
+
 // y := alpha*op(A)*x + beta*y for an m x n matrix given by the accessor
-// A(i, j); trans 'N', 'T' or 'C'. beta == 0 overwrites y. Sums in long double;
+// A(i, j); trans 'N', 'T' or 'C'. alpha == 0 reads neither A nor x and
+// beta == 0 overwrites y (NaN there does not come through). Sums in long double;
 // `scale` (when given) receives, per element of y, the sum of the magnitudes
 // of the terms, which bounds the rounding error of any summation order.
 template <class T, class Acc>
@@ -95,7 +132,7 @@ void ref_gemv(char trans, int m, int n, T alpha, Acc A, const T* x, int incx, T 
   if (m <= 0 || n <= 0) return;
   for (int i = 0; i < leny; ++i) {
     wide_t<T> s = 0, mag = 0;
-    for (int k = 0; k < lenx; ++k) {
+    for (int k = 0; alpha != T(0) && k < lenx; ++k) {
       const wide_t<T> a = conj_if(widen(tr ? A(k, i) : A(i, k)), cj);
       const wide_t<T> t = a * widen(x[vec_index(k, lenx, incx)]);
       s += t;
@@ -132,35 +169,6 @@ void ref_trsv(bool upper, char trans, bool unit, int n, Acc A, T* x, int incx) {
     w[static_cast<size_t>(i)] = unit ? t : t / op(i, i);
   }
   for (int i = 0; i < n; ++i) x[vec_index(i, n, incx)] = narrow<T>(w[static_cast<size_t>(i)]);
-}
-
-// Largest |got - want| over the elements of a strided vector, each divided by
-// its scale (or by max(1, |want|) when no scale is given).
-template <class T>
-double max_scaled_error(const T* got, const T* want, int64_t n, int inc,
-                        const std::vector<double>* scale = nullptr) {
-  double worst = 0;
-  for (int64_t i = 0; i < n; ++i) {
-    const size_t p = vec_index(i, n, inc);
-    const double d = std::abs(got[p] - want[p]);
-    const double s = scale ? (*scale)[static_cast<size_t>(i)]
-                           : std::max(1.0, static_cast<double>(std::abs(want[p])));
-    worst = std::max(worst, d / s);
-  }
-  return worst;
-}
-
-// True when every stored element that is not one of the vector's n logical
-// elements is bitwise the same in got and want (strided calls touch no gaps).
-template <class T>
-bool gaps_equal(const std::vector<T>& got, const std::vector<T>& want, int64_t n, int inc) {
-  const int64_t step = std::llabs(inc);
-  for (size_t p = 0; p < got.size(); ++p) {
-    const bool logical =
-        n > 0 && static_cast<int64_t>(p) % step == 0 && static_cast<int64_t>(p) / step < n;
-    if (!logical && std::memcmp(&got[p], &want[p], sizeof(T)) != 0) return false;
-  }
-  return true;
 }
 
 // A bound for sums of k terms: a few units of k ulps.
