@@ -82,6 +82,11 @@ inline constexpr int64_t kGemvLargeElems = int64_t{1} << 22;
 // for it to pay.
 inline constexpr int64_t kGemvL2Elems = int64_t{1} << 16;
 
+// Doubles ahead (eight cache lines) at which the complex column loops fetch
+// each column: they stream eight or more columns at once from L3, more than
+// the hardware prefetchers follow well (zgemv 1024: 26 -> 28 GB/s).
+inline constexpr int64_t kZgemvAhead = 64;
+
 // Columns of dgemv "N" whose multipliers alpha*x_j are staged at a time (2 KB
 // on the stack); y is loaded and stored once per panel and row block.
 inline constexpr int64_t kGemvColPanel = 256;
@@ -325,6 +330,8 @@ void zgemv_n_cols(int64_t m, const double* a, int64_t lda, const double* b, doub
     V accr0 = Ops::load(y + i), acci0 = Ops::zero();
     V accr1 = Ops::zero(), acci1 = Ops::zero();
     for (int k = 0; k + 1 < C; k += 2) {
+      __builtin_prefetch(col[k] + i + kZgemvAhead);
+      __builtin_prefetch(col[k + 1] + i + kZgemvAhead);
       const V v0 = Ops::load(col[k] + i), v1 = Ops::load(col[k + 1] + i);
       accr0 = Ops::madd(v0, br[k], accr0);
       acci0 = Ops::madd(v0, bi[k], acci0);
@@ -400,6 +407,7 @@ void zgemv_t_cols(int64_t m, const double* a, int64_t lda, const double* x, doub
     const V xv = Ops::load(x + i);
     const V xs = Ops::swap(xv);
     for (int k = 0; k < C; ++k) {
+      __builtin_prefetch(col[k] + i + kZgemvAhead);
       const V v = Ops::load(col[k] + i);
       p[k] = Ops::madd(v, xv, p[k]);
       q[k] = Ops::madd(v, xs, q[k]);
