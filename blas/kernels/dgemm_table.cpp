@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The dgemm variants and the code-path table that picks one per process.
+#include "blas/kernels/folder_table.h"
 #include "blas/kernels/gemm_kernel.h"
 
 namespace zml::blas {
@@ -111,27 +112,11 @@ constexpr dgemm_variant kAvx512x32 =
     untuned(avx512::dgemm_kernel_8x6, 8, 6, 0.33, avx512::dgemm_pack_8, avx512::dgemm_pack_6,
             Isa::kAvx512, "avx512_8x6");
 
-// The register file decides the tile: 64-bit builds take the wide rows.
-constexpr bool kNarrowRegisters = sizeof(void*) == 4;
-constexpr const dgemm_variant* kSse2Row = kNarrowRegisters ? &kSse2x32 : &kSse2;
-constexpr const dgemm_variant* kAvxRow = kNarrowRegisters ? &kAvxx32 : &kAvx;
-constexpr const dgemm_variant* kAvx2Row = kNarrowRegisters ? &kAvx2x32 : &kAvx2;
-constexpr const dgemm_variant* kAvx512Row = kNarrowRegisters ? &kAvx512x32 : &kAvx512;
-
-constexpr dispatch::Table<dgemm_variant> kDgemmTable = {
-    kSse2Row,    // 0: baseline
-    kSse2Row,    // 1: override only
-    kSse2Row,    // 2
-    kSse2Row,    // 3
-    kSse2Row,    // 4
-    kSse2Row,    // 5
-    kSse2Row,    // 6: override only
-    kSse2Row,    // 7: SSE4.2 adds nothing to a multiply-add kernel
-    kAvxRow,     // 8: AVX without FMA; the FMA kernels must not run here
-    kAvx2Row,    // 9: AVX2 + FMA
-    kAvx2Row,    // 10: never detected
-    kAvx512Row,  // 11: AVX-512
-};
+// SSE4.2 adds nothing to a multiply-add kernel; code path 8 (AVX without
+// FMA) must not reach the FMA kernels.
+constexpr dispatch::Table<dgemm_variant> kDgemmTable =
+    table_by_folder(by_registers(kSse2, kSse2x32), by_registers(kAvx, kAvxx32),
+                    by_registers(kAvx2, kAvx2x32), by_registers(kAvx512, kAvx512x32));
 static_assert(kDgemmTable.size() == dispatch::kCodePaths);
 static_assert(kDgemmTable[8]->isa == Isa::kAvx, "code path 8 has no FMA");
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The slot assignment shared by the level-1 and level-2 tables, written once:
-// which kernel folder's row serves each code path.
+// The slot assignment shared by the kernel tables, written once: which kernel
+// folder's row serves each code path.
 #pragma once
 
 #include "service/dispatch/code_path_table.h"
@@ -26,6 +26,15 @@ constexpr dispatch::Table<Row> table_by_folder(const Row* sse2, const Row* avx, 
       avx2,    // 10 never occurs
       avx512,  // 11 AVX-512
   };
+}
+
+// 32-bit x86 has 8 vector registers, x86-64 16 or 32: rows whose register
+// tiles need more come in a narrow form, which 32-bit builds take.
+inline constexpr bool kNarrowRegisters = sizeof(void*) == 4;
+
+template <class Row>
+constexpr const Row* by_registers(const Row& wide, const Row& narrow) {
+  return kNarrowRegisters ? &narrow : &wide;
 }
 
 }  // namespace zml::blas

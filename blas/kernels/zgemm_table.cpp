@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The zgemm variants and the code-path table that picks one per process.
+#include "blas/kernels/folder_table.h"
 #include "blas/kernels/zgemm_kernel.h"
 
 namespace zml::blas {
@@ -97,26 +98,11 @@ constexpr zgemm_variant kAvx512x32 = {
     "avx512_4x3"};
 // clang-format on
 
-// The register file decides the tile: 64-bit builds take the wide rows.
-constexpr bool kNarrowRegisters = sizeof(void *) == 4;
-constexpr const zgemm_variant *kSse2Row = kNarrowRegisters ? &kSse2x32 : &kSse2;
-constexpr const zgemm_variant *kAvx2Row = kNarrowRegisters ? &kAvx2x32 : &kAvx2;
-constexpr const zgemm_variant *kAvx512Row = kNarrowRegisters ? &kAvx512x32 : &kAvx512;
-
-constexpr dispatch::Table<zgemm_variant> kZgemmTable = {
-    kSse2Row,    // 0: baseline
-    kSse2Row,    // 1: override only
-    kSse2Row,    // 2
-    kSse2Row,    // 3
-    kSse2Row,    // 4
-    kSse2Row,    // 5
-    kSse2Row,    // 6: override only
-    kSse2Row,    // 7: SSE4.2 adds nothing to a multiply-add kernel
-    kSse2Row,    // 8: AVX without FMA; the FMA kernels must not run here
-    kAvx2Row,    // 9: AVX2 + FMA
-    kAvx2Row,    // 10: never detected
-    kAvx512Row,  // 11: AVX-512
-};
+// There is no AVX-only complex kernel: code path 8 (AVX without FMA) runs the
+// SSE2 row, since the FMA kernels must not run there.
+constexpr dispatch::Table<zgemm_variant> kZgemmTable =
+    table_by_folder(by_registers(kSse2, kSse2x32), by_registers(kSse2, kSse2x32),
+                    by_registers(kAvx2, kAvx2x32), by_registers(kAvx512, kAvx512x32));
 static_assert(kZgemmTable.size() == dispatch::kCodePaths);
 
 // Both tile sets run on either build, so tests check them all.
