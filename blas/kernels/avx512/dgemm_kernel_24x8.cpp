@@ -22,11 +22,11 @@ inline void dgemm_tile(int64_t m, int64_t n, int64_t k, double alpha, const doub
     for (int v = 0; v < kV; ++v) acc[v][j] = _mm512_setzero_pd();
   }
   auto step = [&] {
+    // Each step consumes up to three lines of A; the prefetches fetch those
+    // eight steps ahead.
     __m512d av[kV];
 #pragma GCC unroll 4
     for (int v = 0; v < kV; ++v) av[v] = _mm512_loadu_pd(a + 8 * v);
-      // Each step consumes up to three lines of A; fetch those eight steps
-      // ahead.
 #pragma GCC unroll 4
     for (int v = 0; v < kV; ++v) {
       _mm_prefetch(reinterpret_cast<const char*>(a + 192 + 8 * v), _MM_HINT_T0);
