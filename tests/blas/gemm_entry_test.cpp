@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The checked gemm entries: the argument checks in their order with the exact
 // reports, rejected calls leaving C alone, the verbose line (failed calls
-// included), and the quick returns and special scalars of the driver.
+// included), and the quick returns and zero-or-one scalars of the driver.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -198,13 +198,13 @@ TEST(GemmEntryVerbose, FailedCallsAreTracedToo) {
   EXPECT_EQ(quiet.value("report"), "1") << quiet.out;
 }
 
-// ---- quick returns and special scalars, through the checked entry -----------
+// ---- quick returns and zero-or-one scalars, through the checked entry -----------
 
 // Shapes that reach every path of the driver: general, one row, one column,
 // inner dimension 1, and a large one that takes threads. The general shapes
 // end in the single-thread multiply, whole or in pieces: 7 x 9 x 5 on its
 // small path and k = 130 (above every row's small_max) on the blocked one, so
-// these cases stand for that multiply's own special values as well.
+// these cases stand for that multiply's own alpha and beta rules as well.
 const int32_t kShapes[][3] = {{7, 9, 5}, {1, 9, 5}, {7, 1, 5}, {7, 9, 1}, {150, 140, 130}};
 
 using zml::test::GemmCase;
@@ -229,7 +229,7 @@ std::string dims(int32_t m, int32_t n, int32_t k) {
 // The three kinds of beta: 0 (C holds NaN and must come out as exact
 // zeros), 1 (C as it was) and any other.
 template <class T>
-std::vector<T> special_betas() {
+std::vector<T> distinct_betas() {
   return {T(0.0), T(1.0), scalar<T>(-2.0, 0.5)};
 }
 
@@ -250,7 +250,7 @@ TEST(GemmDriverQuick, EmptyCIsUntouchedEvenWithBetaNotOne) {
 template <class T>
 void k_zero_scales_by_beta() {
   for (const auto& s : kShapes) {
-    for (const T beta : special_betas<T>()) {
+    for (const T beta : distinct_betas<T>()) {
       GemmCase<T> x(false, 'T', 'C', s[0], s[1], 0, T(2.0), beta, 1, 20);
       call(x, nullptr, nullptr);
       EXPECT_TRUE(x.matches(dims<T>(s[0], s[1], 0)));
@@ -281,7 +281,7 @@ TEST(GemmDriverQuick, BetaZeroOverwritesNaNInC) {
 template <class T>
 void alpha_zero_reads_no_operand() {
   for (const auto& s : kShapes) {
-    for (const T beta : special_betas<T>()) {
+    for (const T beta : distinct_betas<T>()) {
       GemmCase<T> x(false, 'N', 'T', s[0], s[1], s[2], T(0.0), beta, 1, 40);
       const std::vector<T> c = x.c;
       std::fill(x.a.begin(), x.a.end(), zml::test::nan_value<T>());

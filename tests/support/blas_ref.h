@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Numerical oracles shared by the BLAS tests: seeded random data, special
+// Numerical oracles shared by the BLAS tests: seeded random data, edge-case
 // values, strided vector indexing, operands placed inside larger arrays, and
 // naive gemv and triangular solve in long double (real and complex alike).
 // The gemm oracle is in tests/blas/gemm_check.h, the level-2 cases and their
