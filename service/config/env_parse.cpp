@@ -84,7 +84,8 @@ int32_t parse_dynamic(const char* s) {
   const char* word = p;
   while (*p && !is_blank(*p) && !is_quote(*p)) ++p;
   const size_t length = static_cast<size_t>(p - word);
-  // Deliberately only these two spellings: "False" or "0" keep dynamic on.
+  // Only these two spellings: "False" or "0" keep dynamic on, because hosts
+  // already deployed with those values rely on dynamic staying on.
   if (length == 5 && (std::strncmp(word, "FALSE", 5) == 0 || std::strncmp(word, "false", 5) == 0)) {
     return 0;
   }

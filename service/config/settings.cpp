@@ -71,7 +71,8 @@ void read_threading_env() {
   char buf[kThreadingBufferSize];
   int32_t n = 0;
 
-  // A malformed count deliberately means one thread, not the default.
+  // A malformed count means one thread, not the default: a typo must not
+  // spread the host over every core unnoticed.
   if (read_var("ZML_NUM_THREADS", buf) && (n = env::thread_count(buf)) > 0) {
     fill_if_unset(g_settings.num_threads, n);
   }

@@ -22,7 +22,8 @@ struct Keyword {
   int32_t branch;
 };
 
-// "SSE3" shares branch 4 with "SSE2" and no keyword gives 5; both on purpose.
+// "SSE3" shares branch 4 with "SSE2" and no keyword gives 5: the branch numbers
+// are the ones hosts store and compare, so they stay as published.
 constexpr std::array<Keyword, 13> kKeywords = {{
     {"AUTO", 2},
     {"COMPATIBLE", 3},

@@ -124,7 +124,7 @@ int32_t instruction_cap() { return g_cap.load(std::memory_order_relaxed); }
 
 // Keyword codes and type numbers are different scales, so only codes 5 and 6
 // ever lower a detected type (to 5 or 6); the other caps act through the
-// flags alone. Intended, and kept.
+// flags alone. Kept so that caps written for earlier releases keep their effect.
 int32_t lower_to_cap(int32_t type) {
   const int32_t cap = instruction_cap();
   if (cap < 0 || type <= cap || cap < 5 || cap > 11) return type;
