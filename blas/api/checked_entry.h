@@ -36,16 +36,32 @@ inline int32_t check_gemm(const char* transa, const char* transb, int32_t m, int
 
 // The gemm entry words hold, above the service bits, kRoutingKnown once the
 // first product with m, n, k >= 2 has asked the routing questions (stripes,
-// driver generation), and then the kernel row of the single-thread shortcut,
-// or no row when stripes or the second generation route every product
-// through zml_blas_?gemm. Rows are at least 8-byte aligned, so the row's
-// address leaves the three low bits to the flags.
+// driver generation), then kShortcutOpen unless stripes or the second
+// generation route every product through zml_blas_?gemm, and the table slot
+// of the single-thread multiply's row from kRowSlotShift up.
 inline serv::EntryWord g_dgemm_word;
 inline serv::EntryWord g_zgemm_word;
 inline constexpr uint64_t kRoutingKnown = 4;
-inline constexpr uint64_t kRowBits = ~uint64_t{7};
-static_assert((serv::EntryWord::kServiceBits & kRoutingKnown) == 0);
-static_assert(alignof(dgemm_variant) >= 8 && alignof(zgemm_variant) >= 8);
+inline constexpr uint64_t kShortcutOpen = 8;
+inline constexpr int kRowSlotShift = 4;
+static_assert(((kRoutingKnown | kShortcutOpen) & serv::EntryWord::kServiceBits) == 0);
+static_assert(dispatch::kCodePaths <= 16, "a slot fits in four bits");
+
+template <class T>
+const auto& gemm_table() {
+  if constexpr (std::is_same_v<T, double>) {
+    return kDgemmTable;
+  } else {
+    return kZgemmTable;
+  }
+}
+
+// The row of the shortcut, or null when it is closed.
+template <class Row>
+const Row* shortcut_row(const dispatch::Table<Row>& table, uint64_t answers) {
+  if ((answers & kShortcutOpen) == 0) return nullptr;
+  return table[(answers >> kRowSlotShift) & 15];
+}
 
 // Ask the routing questions once and add the answers to the word.
 uint64_t dgemm_routing();
@@ -94,7 +110,7 @@ inline void gemm(const char* transa, const char* transb, const int32_t* m, const
         const int32_t mm = *m_, nn = *n_, kk = *k_;
         if (mm > 1 && nn > 1 && kk > 1) {
           if ((answers & kRoutingKnown) == 0) answers = real ? dgemm_routing() : zgemm_routing();
-          const Row* row = reinterpret_cast<const Row*>(answers & kRowBits);
+          const Row* row = shortcut_row(gemm_table<T>(), answers);
           if (row != nullptr && gemm_one_thread(mm, nn, kk, !real)) {
             serial_on_row(*row, ta, tb, mm, nn, kk, al, a_, *lda_, b_, *ldb_, be, c_, *ldc_);
             return;

@@ -12,18 +12,22 @@ namespace {
 // Asked in the order the driver asks them, so that the once-per-process
 // message of an unserved code path appears at the same call as before.
 template <class Row>
-uint64_t routing(serv::EntryWord& word, const Row& (*active_row)()) {
+uint64_t routing(serv::EntryWord& word, const dispatch::Table<Row>& table,
+                 const Row& (*active_row)()) {
   uint64_t bits = kRoutingKnown;
   if (serv::num_stripes() <= 0 && gemm_driver_generation() != 2) {
-    bits |= reinterpret_cast<uintptr_t>(&active_row());
+    const Row* row = &active_row();
+    uint64_t slot = 0;
+    while (slot < table.size() && table[slot] != row) ++slot;
+    if (slot < table.size()) bits |= kShortcutOpen | slot << kRowSlotShift;
   }
   return word.add(bits);
 }
 
 }  // namespace
 
-uint64_t dgemm_routing() { return routing(g_dgemm_word, dgemm_active_variant); }
-uint64_t zgemm_routing() { return routing(g_zgemm_word, zgemm_active_variant); }
+uint64_t dgemm_routing() { return routing(g_dgemm_word, kDgemmTable, dgemm_active_variant); }
+uint64_t zgemm_routing() { return routing(g_zgemm_word, kZgemmTable, zgemm_active_variant); }
 
 }  // namespace entry
 
