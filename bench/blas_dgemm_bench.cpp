@@ -9,11 +9,11 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/support/gemm_ref.h"
 #include "bench/support/operands.h"
 #include "bench/support/peer.h"
 #include "blas/blas.h"
 #include "service/config/settings.h"
-#include "tests/support/gemm_ref.h"
 #include "zml_cblas.h"
 
 namespace {
@@ -64,7 +64,9 @@ int main() {
 
   zml::bench::print_header("dgemm, 1 thread (zml_blas_dgemm_serial)");
   std::printf("peer: %s\n", peer_gemm ? peer.name.c_str() : "not installed");
-  const double peak = __builtin_cpu_supports("avx512f") ? fma_peak_gflops() : 0.0;
+  // ZML_BENCH_ENTRY=1 times only the cblas_dgemm table (the per-call cost).
+  const bool entry_only = std::getenv("ZML_BENCH_ENTRY") != nullptr;
+  const double peak = !entry_only && __builtin_cpu_supports("avx512f") ? fma_peak_gflops() : 0.0;
   std::printf("measured FMA peak of one core: %.1f GFLOPS\n\n", peak);
   std::printf("%-4s %6s %12s %12s %8s %8s\n", "op", "n", "ours GF/s", "peer GF/s", "ratio",
               "% peak");
@@ -75,6 +77,7 @@ int main() {
   cases.push_back({'N', 'T', 2048});
   cases.push_back({'T', 'T', 2048});
   const char *only = std::getenv("ZML_BENCH_N");
+  if (entry_only) cases.clear();
   for (const Case &cs : cases) {
     const int n = cs.n;
     if (only && std::atoi(only) != n) continue;
@@ -113,20 +116,27 @@ int main() {
   // the layout and argument checks, the checked entry and the driver's routing
   // come on top of the small path (or, past it, the packed one), as the peer's
   // own interface does on its side.
-  std::printf("\nthrough cblas_dgemm, 1 thread (NN)\n%6s %10s %10s %12s %12s %8s\n", "n", "ours ns",
-              "peer ns", "ours GF/s", "peer GF/s", "ratio");
+  std::printf("\nthrough cblas_dgemm, 1 thread (NN)\n%4s %4s %4s %10s %10s %12s %12s %8s\n", "m",
+              "n", "k", "ours ns", "peer ns", "ours GF/s", "peer GF/s", "ratio");
   zml::serv::g_settings.domain_threads_blas.store(1);
-  for (int n : {8, 16, 32, 64, 80, 100, 128}) {
-    if (only && std::atoi(only) != n) continue;
-    zml::bench::SquareOperands<double> sq(n);
+  // Squares, then shapes with 17 <= m <= 32, which the single-thread routing
+  // of the threaded driver decides by the amount of work rather than by shape.
+  const int shapes[][3] = {{2, 2, 2},       {4, 4, 4},    {8, 8, 8},    {16, 16, 16},
+                           {32, 32, 32},    {64, 64, 64}, {80, 80, 80}, {100, 100, 100},
+                           {128, 128, 128}, {17, 8, 8},   {20, 20, 20}, {24, 16, 32},
+                           {32, 8, 16}};
+  for (const auto &s : shapes) {
+    const int m = s[0], n = s[1], k = s[2];
+    if (only && std::atoi(only) != m) continue;
+    zml::bench::SquareOperands<double> sq(m > n ? (m > k ? m : k) : (n > k ? n : k));
     auto &a = sq.a, &b = sq.b, &c = sq.c;
-    const double flops = 2.0 * n * n * n;
+    const double flops = 2.0 * m * n * k;
     const int batch = zml::bench::batch_for(flops, 1e7);
     auto batch_of = [&](auto fn) {
       return std::function<void()>([&, fn] {
         for (int r = 0; r < batch; ++r) {
-          fn(CblasColMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, a.data(), n, b.data(), n, 0.5,
-             c.data(), n);
+          fn(CblasColMajor, CblasNoTrans, CblasNoTrans, m, n, k, 1.0, a.data(), m, b.data(), k, 0.5,
+             c.data(), m);
         }
       });
     };
@@ -135,8 +145,8 @@ int main() {
         batch_of(cblas_dgemm),
         peer_gemm ? batch_of(reinterpret_cast<decltype(&cblas_dgemm)>(peer_gemm)) : nullptr, 11);
     const double ours = t.ours / batch, theirs = t.theirs / batch;
-    std::printf("%6d %10.1f %10.1f %12.1f %12.1f %8.2f\n", n, ours * 1e9, theirs * 1e9,
-                flops / ours * 1e-9, theirs > 0 ? flops / theirs * 1e-9 : 0.0,
+    std::printf("%4d %4d %4d %10.1f %10.1f %12.1f %12.1f %8.2f\n", m, n, k, ours * 1e9,
+                theirs * 1e9, flops / ours * 1e-9, theirs > 0 ? flops / theirs * 1e-9 : 0.0,
                 theirs > 0 ? theirs / ours : 0.0);
     std::fflush(stdout);
   }
@@ -144,6 +154,7 @@ int main() {
   std::printf("\nthrough zml::blas::dgemm (NN)\n%-8s %6s %12s %12s %8s\n", "threads", "n",
               "ours GF/s", "peer GF/s", "ratio");
   for (int threads : {1, 2}) {
+    if (entry_only) break;
     zml::serv::g_settings.domain_threads_blas.store(threads);
     peer.threads(threads);
     for (int n : {256, 1024, 2048, 4000}) {

@@ -36,8 +36,9 @@ bool verbose_on();
 // Seconds from a monotonic clock, for verbose timing.
 double seconds();
 // Writes one verbose line: the call text, the elapsed time with its unit and
-// the settings that shaped the call (threads, dynamic, memory manager, code path).
-void verbose_print(const char* call_text, double elapsed_seconds);
+// the settings that shaped the call (the threads of the caller's domain,
+// dynamic, memory manager, code path).
+void verbose_print(const char* call_text, double elapsed_seconds, Domain domain);
 
 }  // namespace zml::serv
 

@@ -9,8 +9,8 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/support/gemm_ref.h"
-#include "tests/support/zgemm_ref.h"
+#include "bench/support/gemm_ref.h"
+#include "bench/support/zgemm_ref.h"
 
 namespace zml::bench {
 

@@ -5,32 +5,6 @@
 
 namespace zml::blas::cblas {
 
-namespace {
-int32_t max1(int32_t v) { return v > 1 ? v : 1; }
-}  // namespace
-
-int32_t check_gemm(int32_t layout, int32_t transa, int32_t transb, int32_t m, int32_t n, int32_t k,
-                   int32_t lda, int32_t ldb, int32_t ldc) {
-  if (!valid_trans(transa)) return 2;
-  if (!valid_trans(transb)) return 3;
-  if (m < 0) return 4;
-  if (n < 0) return 5;
-  if (k < 0) return 6;
-  // The layout is tested only after the dimensions; this order is intended.
-  if (!valid_layout(layout)) return 1;
-  const bool na = transa == kNoTrans, nb = transb == kNoTrans;
-  if (layout == kColMajor) {
-    if (lda < max1(na ? m : k)) return 9;
-    if (ldb < max1(nb ? k : n)) return 11;
-    if (ldc < max1(m)) return 14;
-  } else {
-    if (lda < max1(na ? k : m)) return 9;
-    if (ldb < max1(nb ? n : k)) return 11;
-    if (ldc < max1(n)) return 14;
-  }
-  return 0;
-}
-
 int32_t check_gemm_batch(int32_t layout, const int32_t* transa, const int32_t* transb,
                          const int32_t* m, const int32_t* n, const int32_t* k, const int32_t* lda,
                          const int32_t* ldb, const int32_t* ldc, int32_t group_count,

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // cblas_dgemm, cblas_zgemm: checks in the layer's order, then the
-// column-major entry; a row-major call computes C^T = op(B)^T op(A)^T, so the
-// operands, their dimensions and their transpose letters exchange.
+// column-major entry, which has nothing left to check; a row-major call
+// computes C^T = op(B)^T op(A)^T, so the operands, their dimensions and their
+// transpose letters exchange.
 #include "blas/api/cblas_layer.h"
 #include "blas/api/checked_entry.h"
 #include "blas/blas.h"
@@ -21,9 +22,9 @@ void cblas_dgemm(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE TransA,
   const char* ta = kTransDirect[TransA - kNoTrans];
   const char* tb = kTransDirect[TransB - kNoTrans];
   if (Layout == kColMajor) {
-    zml::blas::entry::gemm(ta, tb, &M, &N, &K, &alpha, A, &lda, B, &ldb, &beta, C, &ldc);
+    zml::blas::entry::gemm(ta, tb, &M, &N, &K, &alpha, A, &lda, B, &ldb, &beta, C, &ldc, 0);
   } else {
-    zml::blas::entry::gemm(tb, ta, &N, &M, &K, &alpha, B, &ldb, A, &lda, &beta, C, &ldc);
+    zml::blas::entry::gemm(tb, ta, &N, &M, &K, &alpha, B, &ldb, A, &lda, &beta, C, &ldc, 0);
   }
 }
 
@@ -45,9 +46,9 @@ void cblas_zgemm(const CBLAS_LAYOUT Layout, const CBLAS_TRANSPOSE TransA,
   const auto* b = static_cast<const zcomplex*>(B);
   auto* c = static_cast<zcomplex*>(C);
   if (Layout == kColMajor) {
-    zml::blas::entry::gemm(ta, tb, &M, &N, &K, al, a, &lda, b, &ldb, be, c, &ldc);
+    zml::blas::entry::gemm(ta, tb, &M, &N, &K, al, a, &lda, b, &ldb, be, c, &ldc, 0);
   } else {
-    zml::blas::entry::gemm(tb, ta, &N, &M, &K, al, b, &ldb, a, &lda, be, c, &ldc);
+    zml::blas::entry::gemm(tb, ta, &N, &M, &K, al, b, &ldb, a, &lda, be, c, &ldc, 0);
   }
 }
 

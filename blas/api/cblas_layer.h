@@ -39,10 +39,33 @@ inline bool valid_uplo(int32_t v) { return v == kUpper || v == kLower; }
 inline bool valid_diag(int32_t v) { return v == kNonUnit || v == kUnit; }
 inline bool valid_side(int32_t v) { return v == kLeft || v == kRight; }
 
+inline int32_t max1(int32_t v) { return v > 1 ? v : 1; }
+
 // gemm, zgemm, zgemm3m: transa 2, transb 3, m 4, n 5, k 6, then layout 1, then
-// lda 9, ldb 11, ldc 14 by the layout's rules.
-int32_t check_gemm(int32_t layout, int32_t transa, int32_t transb, int32_t m, int32_t n, int32_t k,
-                   int32_t lda, int32_t ldb, int32_t ldc);
+// lda 9, ldb 11, ldc 14 by the layout's rules. Inline: cblas_dgemm is called
+// in loops on tiny products, where a call more shows.
+inline int32_t check_gemm(int32_t layout, int32_t transa, int32_t transb, int32_t m, int32_t n,
+                          int32_t k, int32_t lda, int32_t ldb, int32_t ldc) {
+  if (!valid_trans(transa)) return 2;
+  if (!valid_trans(transb)) return 3;
+  if (m < 0) return 4;
+  if (n < 0) return 5;
+  if (k < 0) return 6;
+  // The layout is tested after the dimensions, so callers written against
+  // the established numbering see the number they expect.
+  if (!valid_layout(layout)) return 1;
+  const bool na = transa == kNoTrans, nb = transb == kNoTrans;
+  if (layout == kColMajor) {
+    if (lda < max1(na ? m : k)) return 9;
+    if (ldb < max1(nb ? k : n)) return 11;
+    if (ldc < max1(m)) return 14;
+  } else {
+    if (lda < max1(na ? k : m)) return 9;
+    if (ldb < max1(nb ? n : k)) return 11;
+    if (ldc < max1(n)) return 14;
+  }
+  return 0;
+}
 // The batch functions: group_count below 0 is 15; then group by group, the
 // cblas_dgemm checks with the group's values, and a group size below 0 is 16
 // (the position of group_size in the call). Groups before a bad one are not

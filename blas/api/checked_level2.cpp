@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Checked entries of gemv and trsv: the argument checks in their fixed order,
-// the report of the first failure under the six-character name, and the
-// verbose line (written for failed calls too).
+// reported under the six-character name, around the driver.
 #include "blas/api/checked_entry.h"
 
 namespace zml::blas {
 
 namespace {
 
-using entry::checked;
 using entry::max1;
 
 bool is_uplo(const char* c) { return (c[0] & ~0x20) == 'U' || (c[0] & ~0x20) == 'L'; }
@@ -38,47 +36,70 @@ int32_t check_trsv(const char* uplo, const char* trans, const char* diag, int32_
   return 0;
 }
 
+// Pointers as the verbose line's %p takes them.
+const void* vp(const void* p) { return p; }
+
 }  // namespace
 
 void dgemv(const char* trans, const int32_t* m, const int32_t* n, const double* alpha,
            const double* a, const int32_t* lda, const double* x, const int32_t* incx,
            const double* beta, double* y, const int32_t* incy, hidden_len) {
-  const bool ok = checked("DGEMV ", check_gemv(trans, *m, *n, *lda, *incx, *incy));
-  serv::run_traced(
-      ok, [&] { zml_blas_dgemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy); },
-      "DGEMV(%c,%d,%d,%p,%p,%d,%p,%d,%p,%p,%d)", trans[0], *m, *n, static_cast<const void*>(alpha),
-      static_cast<const void*>(a), *lda, static_cast<const void*>(x), *incx,
-      static_cast<const void*>(beta), static_cast<void*>(y), *incy);
+  serv::checked_entry(
+      serv::g_entry_word, serv::kDomainBlas, "DGEMV ",
+      check_gemv(trans, *m, *n, *lda, *incx, *incy),
+      [](uint64_t, auto... args) { zml_blas_dgemv(args...); },
+      [](char* buf, size_t size, const char* t, const int32_t* m_, const int32_t* n_,
+         const double* al, const double* a_, const int32_t* lda_, const double* x_,
+         const int32_t* incx_, const double* be, double* y_, const int32_t* incy_) {
+        serv::format_call(buf, size, "DGEMV(%c,%d,%d,%p,%p,%d,%p,%d,%p,%p,%d)", t[0], *m_, *n_,
+                          vp(al), vp(a_), *lda_, vp(x_), *incx_, vp(be), vp(y_), *incy_);
+      },
+      trans, m, n, alpha, a, lda, x, incx, beta, y, incy);
 }
 
 void zgemv(const char* trans, const int32_t* m, const int32_t* n, const zcomplex* alpha,
            const zcomplex* a, const int32_t* lda, const zcomplex* x, const int32_t* incx,
            const zcomplex* beta, zcomplex* y, const int32_t* incy, hidden_len) {
-  const bool ok = checked("ZGEMV ", check_gemv(trans, *m, *n, *lda, *incx, *incy));
-  serv::run_traced(
-      ok, [&] { zml_blas_zgemv(trans, m, n, alpha, a, lda, x, incx, beta, y, incy); },
-      "ZGEMV(%c,%d,%d,%p,%p,%d,%p,%d,%p,%p,%d)", trans[0], *m, *n, static_cast<const void*>(alpha),
-      static_cast<const void*>(a), *lda, static_cast<const void*>(x), *incx,
-      static_cast<const void*>(beta), static_cast<void*>(y), *incy);
+  serv::checked_entry(
+      serv::g_entry_word, serv::kDomainBlas, "ZGEMV ",
+      check_gemv(trans, *m, *n, *lda, *incx, *incy),
+      [](uint64_t, auto... args) { zml_blas_zgemv(args...); },
+      [](char* buf, size_t size, const char* t, const int32_t* m_, const int32_t* n_,
+         const zcomplex* al, const zcomplex* a_, const int32_t* lda_, const zcomplex* x_,
+         const int32_t* incx_, const zcomplex* be, zcomplex* y_, const int32_t* incy_) {
+        serv::format_call(buf, size, "ZGEMV(%c,%d,%d,%p,%p,%d,%p,%d,%p,%p,%d)", t[0], *m_, *n_,
+                          vp(al), vp(a_), *lda_, vp(x_), *incx_, vp(be), vp(y_), *incy_);
+      },
+      trans, m, n, alpha, a, lda, x, incx, beta, y, incy);
 }
 
 void dtrsv(const char* uplo, const char* trans, const char* diag, const int32_t* n, const double* a,
            const int32_t* lda, double* x, const int32_t* incx, hidden_len, hidden_len, hidden_len) {
-  const bool ok = checked("DTRSV ", check_trsv(uplo, trans, diag, *n, *lda, *incx));
-  serv::run_traced(
-      ok, [&] { zml_blas_dtrsv(uplo, trans, diag, n, a, lda, x, incx); },
-      "DTRSV(%c,%c,%c,%d,%p,%d,%p,%d)", uplo[0], trans[0], diag[0], *n, static_cast<const void*>(a),
-      *lda, static_cast<void*>(x), *incx);
+  serv::checked_entry(
+      serv::g_entry_word, serv::kDomainBlas, "DTRSV ",
+      check_trsv(uplo, trans, diag, *n, *lda, *incx),
+      [](uint64_t, auto... args) { zml_blas_dtrsv(args...); },
+      [](char* buf, size_t size, const char* u, const char* t, const char* d, const int32_t* n_,
+         const double* a_, const int32_t* lda_, double* x_, const int32_t* incx_) {
+        serv::format_call(buf, size, "DTRSV(%c,%c,%c,%d,%p,%d,%p,%d)", u[0], t[0], d[0], *n_,
+                          vp(a_), *lda_, vp(x_), *incx_);
+      },
+      uplo, trans, diag, n, a, lda, x, incx);
 }
 
 void ztrsv(const char* uplo, const char* trans, const char* diag, const int32_t* n,
            const zcomplex* a, const int32_t* lda, zcomplex* x, const int32_t* incx, hidden_len,
            hidden_len, hidden_len) {
-  const bool ok = checked("ZTRSV ", check_trsv(uplo, trans, diag, *n, *lda, *incx));
-  serv::run_traced(
-      ok, [&] { zml_blas_ztrsv(uplo, trans, diag, n, a, lda, x, incx); },
-      "ZTRSV(%c,%c,%c,%d,%p,%d,%p,%d)", uplo[0], trans[0], diag[0], *n, static_cast<const void*>(a),
-      *lda, static_cast<void*>(x), *incx);
+  serv::checked_entry(
+      serv::g_entry_word, serv::kDomainBlas, "ZTRSV ",
+      check_trsv(uplo, trans, diag, *n, *lda, *incx),
+      [](uint64_t, auto... args) { zml_blas_ztrsv(args...); },
+      [](char* buf, size_t size, const char* u, const char* t, const char* d, const int32_t* n_,
+         const zcomplex* a_, const int32_t* lda_, zcomplex* x_, const int32_t* incx_) {
+        serv::format_call(buf, size, "ZTRSV(%c,%c,%c,%d,%p,%d,%p,%d)", u[0], t[0], d[0], *n_,
+                          vp(a_), *lda_, vp(x_), *incx_);
+      },
+      uplo, trans, diag, n, a, lda, x, incx);
 }
 
 }  // namespace zml::blas

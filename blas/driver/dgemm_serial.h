@@ -43,9 +43,29 @@ void dgemm_small(const dgemm_variant& row, bool trans_a, bool trans_b, int64_t m
                  int64_t k, double alpha, const double* a, int64_t lda, const double* b,
                  int64_t ldb, double beta, double* c, int64_t ldc);
 
-// The body of zml_blas_dgemm_serial: quick returns, then the small path or
-// the blocked multiply. Inline so that the checked entry and the drivers reach
-// the kernels of a tiny product without one more call in between.
+// The single-thread multiply of m, n, k >= 1 on `row`: alpha == 0 scales C,
+// then the small path or the blocked multiply. Inline so that the entries
+// reach the kernels of a tiny product without one more call in between.
+inline void dgemm_serial_row(const dgemm_variant& row, bool ta, bool tb, int64_t m, int64_t n,
+                             int64_t k, double alpha, const double* a, int64_t lda, const double* b,
+                             int64_t ldb, double beta, double* c, int64_t ldc) {
+  if (alpha == 0.0) {
+    dgemm_scale_c(m, n, beta, c, ldc);
+    return;
+  }
+  if (m <= row.small_max && n <= row.small_max && k <= row.small_max) {
+    if (row.small != nullptr && !ta) {
+      dgemm_small_direct(row, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+    } else {
+      dgemm_small(row, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+    }
+    return;
+  }
+  dgemm_blocked(row, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+
+// The body of zml_blas_dgemm_serial: the quick returns, then the multiply on
+// this process's row.
 inline void dgemm_serial_run(const char* transa, const char* transb, const int32_t* m,
                              const int32_t* n, const int32_t* k, const double* alpha,
                              const double* a, const int32_t* lda, const double* b,
@@ -53,23 +73,12 @@ inline void dgemm_serial_run(const char* transa, const char* transb, const int32
                              const int32_t* ldc) {
   const int64_t mm = *m, nn = *n, kk = *k;
   if (mm <= 0 || nn <= 0) return;
-  const double al = *alpha, be = *beta;
-  if (kk <= 0 || al == 0.0) {
-    dgemm_scale_c(mm, nn, be, c, *ldc);
+  if (kk <= 0) {
+    dgemm_scale_c(mm, nn, *beta, c, *ldc);
     return;
   }
-  const dgemm_variant& row = dgemm_active_variant();
-  const bool ta = trans_code(transa) != 0;
-  const bool tb = trans_code(transb) != 0;
-  if (mm <= row.small_max && nn <= row.small_max && kk <= row.small_max) {
-    if (row.small != nullptr && !ta) {
-      dgemm_small_direct(row, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
-    } else {
-      dgemm_small(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
-    }
-    return;
-  }
-  dgemm_blocked(row, ta, tb, mm, nn, kk, al, a, *lda, b, *ldb, be, c, *ldc);
+  dgemm_serial_row(dgemm_active_variant(), trans_code(transa) != 0, trans_code(transb) != 0, mm, nn,
+                   kk, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
 }
 
 }  // namespace zml::blas

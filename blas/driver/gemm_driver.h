@@ -61,6 +61,9 @@ struct GemmV1Choice {
 // The class of the first routing alone: gemv paths, one thread, or threads
 // considered (returned as kGeneral).
 GemmV1Route gemm_v1_first_routing(int32_t m, int32_t n, int32_t k);
+// Multiply-adds (a complex one counts 4) each member of a first-generation
+// team gets at least, so that a fork costs a few percent at most.
+inline constexpr int64_t kGemmV1MinWork = int64_t{1} << 18;
 // The whole first-generation decision. trans codes are 0 'N', 1 'T', 2 'C';
 // `copies_allowed` is false where the packed-copy regions must not be used
 // (complex data, alpha == 0); `llc_bytes` is the last-level cache size of the
@@ -213,17 +216,6 @@ inline void gemm_serial(const char* ta, const char* tb, const int32_t* m, const 
                         const int32_t* lda, const zcomplex* b, const int32_t* ldb,
                         const zcomplex* beta, zcomplex* c, const int32_t* ldc) {
   zml_blas_zgemm_serial(ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-}
-
-// Whether the driver's routing ends in the single-thread multiply with no
-// degenerate shape, stripes or thread decision on the way: m, n, k >= 2, no
-// stripes, the first generation, and its first routing keeping one thread.
-// The checked entries use it to go straight to the single-thread multiply,
-// where zml_blas_?gemm would arrive by its own routing: tiny products are
-// called in loops, where every frame of the call chain shows.
-inline bool gemm_goes_serial(int32_t m, int32_t n, int32_t k) {
-  return m > 1 && n > 1 && k > 1 && serv::num_stripes() <= 0 && gemm_driver_generation() != 2 &&
-         gemm_v1_first_routing(m, n, k) == GemmV1Route::kSerial;
 }
 
 // First element of the block of X whose corner is element (i, j) of op(X).

@@ -37,7 +37,7 @@ GemmV1Route gemm_v1_first_routing(int32_t m, int32_t n, int32_t k) {
 }
 
 // The tree behind "threads considered" (T > 1):
-//  1. Team size by work: every member gets at least kMinWork multiply-adds
+//  1. Team size by work: every member gets at least kGemmV1MinWork multiply-adds
 //     (a complex one counts 4), so that a fork costs a few percent at most.
 //     A team of one is the single-thread multiply.
 //  2. Both m and n at least 100: the general grid split, which duplicates the
@@ -60,9 +60,8 @@ GemmV1Choice gemm_v1_choice(bool complex, int32_t code_path, int32_t T, int32_t 
   const GemmV1Route first = gemm_v1_first_routing(m, n, k);
   if (first != GemmV1Route::kGeneral) return {first, 1};
   if (T <= 1) return {GemmV1Route::kSerial, 1};
-  constexpr int64_t kMinWork = int64_t{1} << 18;
   const int64_t work = static_cast<int64_t>(m) * n * (k > 0 ? k : 1) * (complex ? 4 : 1);
-  const int64_t by_work = work / kMinWork;
+  const int64_t by_work = work / kGemmV1MinWork;
   const int32_t t = by_work < T ? static_cast<int32_t>(by_work) : T;
   if (t <= 1) return {GemmV1Route::kSerial, 1};
   constexpr int32_t kLarge = 100;

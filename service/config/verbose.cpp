@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Verbose mode: the ZML_VERBOSE switch, the timer and the writer of one line
 // per traced call (to ZML_VERBOSE_OUTPUT_FILE when it can be opened).
+#include <cstdarg>
 #include <cstdio>
 
 #include "service/config/env_parse.h"
 #include "service/config/settings.h"
 #include "service/config/verbose_line.h"
+#include "service/entry.h"
 #include "service/error/host_runtime.h"
 #include "service/lock.h"
 #include "service/platform/platform.h"
@@ -83,10 +85,23 @@ size_t format_verbose_line(char* buf, size_t size, const char* call_text, double
   return size - 1;
 }
 
-void verbose_print(const char* call_text, double elapsed_seconds) {
+uint64_t EntryWord::resolve() {
+  if (installs_) zml_serv_set_xerbla(zml_serv_xerbla);
+  return add(kResolved | (verbose_on() ? kVerbose : 0));
+}
+
+void format_call(char* buf, size_t size, const char* fmt, ...) {
+  if (size == 0) return;
+  va_list args;
+  va_start(args, fmt);
+  if (std::vsnprintf(buf, size, fmt, args) < 0) buf[0] = '\0';
+  va_end(args);
+}
+
+void verbose_print(const char* call_text, double elapsed_seconds, Domain domain) {
   // Gathered before taking the output lock: these may do their own one-time work.
   VerboseContext ctx;
-  ctx.threads = zml_serv_domain_get_max_threads(kDomainBlas);
+  ctx.threads = zml_serv_domain_get_max_threads(domain);
   ensure_threading_env();
   ctx.dynamic = g_settings.dynamic.load(std::memory_order_relaxed) == 0 ? 0 : 1;
   ctx.fast_mm = fast_mm_enabled() ? 1 : 0;

@@ -53,66 +53,28 @@ std::string call_z(const Args& g, std::vector<zcomplex>& c) {
   });
 }
 
-// Each bad argument in check order, with the number it must report.
+// Each bad argument in check order, with the number it must report; earlier
+// checks win, and a leading dimension is never allowed below 1.
 struct BadCase {
   Args args;
   int number;
 };
-std::vector<BadCase> bad_cases() {
-  std::vector<BadCase> v;
-  Args g;
-  g.ta = "x";
-  v.push_back({g, 1});
-  g = Args{};
-  g.tb = "?";
-  v.push_back({g, 2});
-  g = Args{};
-  g.m = -1;
-  v.push_back({g, 3});
-  g = Args{};
-  g.n = -1;
-  v.push_back({g, 4});
-  g = Args{};
-  g.k = -1;
-  v.push_back({g, 5});
-  g = Args{};
-  g.lda = 1;  // 'N': lda >= m = 2
-  v.push_back({g, 8});
-  g = Args{};
-  g.ta = "T";  // 'T': lda >= k = 4
-  g.lda = 3;
-  v.push_back({g, 8});
-  g = Args{};
-  g.ldb = 3;  // 'N': ldb >= k = 4
-  v.push_back({g, 10});
-  g = Args{};
-  g.tb = "c";  // 'C': ldb >= n = 3
-  g.ldb = 2;
-  v.push_back({g, 10});
-  g = Args{};
-  g.ldc = 1;
-  v.push_back({g, 13});
-  // Earlier checks win: transa bad and m bad reports 1; m bad and lda bad reports 3.
-  g = Args{};
-  g.ta = "Q";
-  g.m = -5;
-  v.push_back({g, 1});
-  g = Args{};
-  g.m = -5;
-  g.lda = 0;
-  v.push_back({g, 3});
-  // lda = 0 with m = 0 and 'N': the bound is max(1, 0) = 1.
-  g = Args{};
-  g.m = 0;
-  g.lda = 0;
-  g.ldc = 1;
-  v.push_back({g, 8});
-  g = Args{};
-  g.m = 0;
-  g.ldc = 0;
-  v.push_back({g, 13});
-  return v;
-}
+const BadCase kBadCases[] = {
+    {{.ta = "x"}, 1},
+    {{.tb = "?"}, 2},
+    {{.m = -1}, 3},
+    {{.n = -1}, 4},
+    {{.k = -1}, 5},
+    {{.lda = 1}, 8},              // 'N': lda >= m = 2
+    {{.ta = "T", .lda = 3}, 8},   // 'T': lda >= k = 4
+    {{.ldb = 3}, 10},             // 'N': ldb >= k = 4
+    {{.tb = "c", .ldb = 2}, 10},  // 'C': ldb >= n = 3
+    {{.ldc = 1}, 13},
+    {{.ta = "Q", .m = -5}, 1},
+    {{.m = -5, .lda = 0}, 3},
+    {{.m = 0, .lda = 0, .ldc = 1}, 8},
+    {{.m = 0, .ldc = 0}, 13},
+};
 
 // The generation query may print message 1213 once per process; ask it
 // before any output is compared.
@@ -124,7 +86,7 @@ class GemmEntryChecks : public ::testing::Test {
 };
 
 TEST_F(GemmEntryChecks, EachBadArgumentReportedOnceWithItsNumberAndCUntouched) {
-  for (const BadCase& bc : bad_cases()) {
+  for (const BadCase& bc : kBadCases) {
     std::vector<double> c;
     EXPECT_EQ(call_d(bc.args, c), report(bc.number, "DGEMM ")) << "number " << bc.number;
     EXPECT_EQ(c, std::vector<double>(256, 7.0)) << "number " << bc.number;

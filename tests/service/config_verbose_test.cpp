@@ -33,11 +33,12 @@ zml::test::ChildResult verbose_child(const Env& extra) {
   return zml::test::run_child("ConfigVerbose.DISABLED_ChildTrace", env);
 }
 
-// The line the child's two traced calls should produce, from what it reported.
+// The line the child's two traced calls (of the BLAS and the FFT domain)
+// should produce, from what it reported.
 std::string expected_line(const zml::test::ChildResult& r, const std::string& call,
-                          const std::string& time) {
+                          const std::string& time, const char* threads) {
   std::ostringstream line;
-  line << "ZML_VERBOSE " << call << ' ' << time << " threads:" << r.value("threads")
+  line << "ZML_VERBOSE " << call << ' ' << time << " threads:" << r.value(threads)
        << " dynamic:" << r.value("dynamic") << " fast_mm:" << r.value("fast_mm")
        << " code_path:" << r.value("code_path") << '\n';
   return line.str();
@@ -83,11 +84,12 @@ TEST(ConfigVerbose, DISABLED_ChildTrace) {
   zml::test::emit("on_again", zml::serv::verbose_on() ? 1 : 0);
   zml::test::emit("on", on ? 1 : 0);
   if (!on) return;
-  zml::test::emit("threads", zml_serv_domain_get_max_threads(zml::serv::kDomainBlas));
+  zml::test::emit("blas", zml_serv_domain_get_max_threads(zml::serv::kDomainBlas));
+  zml::test::emit("fft", zml_serv_domain_get_max_threads(zml::serv::kDomainFft));
   zml::test::emit("fast_mm", zml::serv::fast_mm_enabled() ? 1 : 0);
   zml::test::emit("code_path", zml_serv_get_code_path());
-  zml::serv::verbose_print("DSCAL(4,%p,1)", 12.34e-6);
-  zml::serv::verbose_print("DGEMM(N,N,2,2,2)", 1.5);
+  zml::serv::verbose_print("DSCAL(4,%p,1)", 12.34e-6, zml::serv::kDomainBlas);
+  zml::serv::verbose_print("DFT(2)", 1.5, zml::serv::kDomainFft);
   zml::test::emit("dynamic", zml::serv::g_settings.dynamic.load());
 }
 
@@ -98,7 +100,9 @@ TEST(ConfigVerbose, DISABLED_ChildConcurrentLines) {
       std::string call = "T";
       call += std::to_string(t);
       call += long_arguments();
-      for (int i = 0; i < 50; ++i) zml::serv::verbose_print(call.c_str(), 1e-3);
+      for (int i = 0; i < 50; ++i) {
+        zml::serv::verbose_print(call.c_str(), 1e-3, zml::serv::kDomainBlas);
+      }
     });
   }
   for (auto& th : threads) th.join();
@@ -118,15 +122,18 @@ TEST(ConfigVerbose, ValueMustBeOneInSomeBase) {
   }
 }
 
-TEST(ConfigVerbose, LinesGoToStandardOutputWithTheSettings) {
-  auto r = verbose_child({{"ZML_VERBOSE", "1"}, {"ZML_DYNAMIC", "false"}});
+TEST(ConfigVerbose, LinesGoToStandardOutputWithTheSettingsOfTheCallersDomain) {
+  auto r = verbose_child({{"ZML_VERBOSE", "1"},
+                          {"ZML_DYNAMIC", "false"},
+                          {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=5 ZML_DOMAIN_FFT=3"}});
   ASSERT_EQ(r.exit_code, 0) << r.out;
   ASSERT_EQ(r.value("on"), "1");
   const std::string out = without_cr(r.out);
-  const std::string first = expected_line(r, "DSCAL(4,%p,1)", "12.34us");
+  const std::string first = expected_line(r, "DSCAL(4,%p,1)", "12.34us", "blas");
   EXPECT_NE(out.find(first), std::string::npos) << out;
-  EXPECT_NE(out.find(expected_line(r, "DGEMM(N,N,2,2,2)", "1.50s")), std::string::npos) << out;
-  EXPECT_NE(first.find(" dynamic:0 "), std::string::npos);
+  EXPECT_NE(out.find(expected_line(r, "DFT(2)", "1.50s", "fft")), std::string::npos) << out;
+  EXPECT_NE(first.find(" threads:5 dynamic:0 "), std::string::npos) << first;
+  EXPECT_NE(out.find("DFT(2) 1.50s threads:3 "), std::string::npos) << out;
 }
 
 TEST(ConfigVerbose, LinesAreAppendedToTheOutputFile) {
@@ -139,8 +146,8 @@ TEST(ConfigVerbose, LinesAreAppendedToTheOutputFile) {
   ASSERT_EQ(r.exit_code, 0) << r.out;
   const std::string text = read_file(path);
   std::remove(path.c_str());
-  EXPECT_EQ(text, "earlier line\n" + expected_line(r, "DSCAL(4,%p,1)", "12.34us") +
-                      expected_line(r, "DGEMM(N,N,2,2,2)", "1.50s"));
+  EXPECT_EQ(text, "earlier line\n" + expected_line(r, "DSCAL(4,%p,1)", "12.34us", "blas") +
+                      expected_line(r, "DFT(2)", "1.50s", "fft"));
   EXPECT_EQ(count(r.out, "ZML_VERBOSE "), 0u) << "nothing on standard output";
 }
 

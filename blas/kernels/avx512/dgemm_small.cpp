@@ -4,6 +4,8 @@
 // fixed cost of a call is kept to a few instructions per tile.
 #include <immintrin.h>
 
+#include <type_traits>
+
 #include "blas/kernels/avx512/dgemm_store.h"
 #include "blas/kernels/gemm_kernel.h"
 
@@ -11,18 +13,41 @@ namespace zml::blas::avx512 {
 
 namespace {
 
-// What every tile of one call shares.
+// What every tile of one call shares. alpha and beta stay scalars: a vector
+// member would make the structure a 64-byte-aligned stack object, which
+// 64-bit MinGW does not reliably align; each tile broadcasts them instead.
 struct Call {
   int64_t k;
   const double* a;
   int64_t lda;
   const double* b;
   int64_t rsb, csb;
-  __m512d alpha, beta;
-  bool beta_zero;
+  double alpha, beta;
+  bool alpha_one, beta_zero;
   double* c;
   int64_t ldc;
 };
+
+// C := alpha*acc + beta*C for one vector of rows, as dgemm_store_vec forms
+// it. With alpha == 1 the product is acc itself, so the sum is a plain add,
+// which runs beside the multiply-adds instead of taking their units: the
+// same values, and at k = 16 the store's two operations per vector would
+// add an eighth to the sixteen multiply-adds of each accumulator.
+template <bool kAlphaOne>
+inline void store_vec(double* c, __m512d acc, __mmask8 mask, __m512d alpha, __m512d beta,
+                      bool beta_zero) {
+  if constexpr (!kAlphaOne) {
+    dgemm_store_vec<true>(c, acc, mask, alpha, beta, beta_zero);
+  } else if (mask != 0xFF) {
+    if (mask != 0) {
+      dgemm_store_rows(c, acc, __builtin_popcount(mask), _mm512_cvtsd_f64(beta), beta_zero);
+    }
+  } else if (beta_zero) {
+    _mm512_storeu_pd(c, acc);
+  } else {
+    _mm512_storeu_pd(c, _mm512_add_pd(acc, _mm512_mul_pd(beta, _mm512_loadu_pd(c))));
+  }
+}
 
 // One tile of kV row vectors by kN columns, C rows [i0, i0 + 8*kV) and
 // columns [j0, j0 + kN). kMask: the last vector holds fewer than eight rows
@@ -46,6 +71,7 @@ __attribute__((noinline)) void tile(const Call& cl, int64_t i0, int64_t j0, __mm
   if constexpr (kRowB) {
     const double* pb = cl.b + j0;
     const int64_t rsb = cl.rsb;
+#pragma GCC unroll 2
     for (int64_t p = 0; p < cl.k; ++p) {
       __m512d av[kV];
 #pragma GCC unroll 4
@@ -68,6 +94,7 @@ __attribute__((noinline)) void tile(const Call& cl, int64_t i0, int64_t j0, __mm
     for (int j = 0; j < kN; ++j) col[j] = reinterpret_cast<const char*>(cl.b + (j0 + j) * cl.csb);
     const int64_t step = cl.rsb * static_cast<int64_t>(sizeof(double));
     int64_t off = 0;
+#pragma GCC unroll 2
     for (int64_t p = 0; p < cl.k; ++p) {
       __m512d av[kV];
 #pragma GCC unroll 4
@@ -88,16 +115,23 @@ __attribute__((noinline)) void tile(const Call& cl, int64_t i0, int64_t j0, __mm
   // Locals: C may alias nothing of `cl` as far as the compiler knows, and
   // would otherwise have it reread after every store.
   const int64_t ldc = cl.ldc;
-  const __m512d va = cl.alpha, vb = cl.beta;
+  const __m512d va = _mm512_set1_pd(cl.alpha), vb = _mm512_set1_pd(cl.beta);
   const bool bz = cl.beta_zero;
   double* pc = cl.c + i0 + j0 * ldc;
+  auto store_all = [&](auto alpha_one) {
 #pragma GCC unroll 8
-  for (int j = 0; j < kN; ++j) {
+    for (int j = 0; j < kN; ++j) {
 #pragma GCC unroll 4
-    for (int v = 0; v < kV; ++v) {
-      dgemm_store_vec<true>(pc + j * ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF), va,
-                            vb, bz);
+      for (int v = 0; v < kV; ++v) {
+        store_vec<alpha_one()>(pc + j * ldc + 8 * v, acc[v][j], v == kV - 1 ? lm : __mmask8(0xFF),
+                               va, vb, bz);
+      }
     }
+  };
+  if (cl.alpha_one) {
+    store_all(std::true_type{});
+  } else {
+    store_all(std::false_type{});
   }
 }
 
@@ -164,8 +198,7 @@ void run(const Call& cl, int64_t m, int64_t n) {
 
 void dgemm_small(int64_t m, int64_t n, int64_t k, double alpha, const double* a, int64_t lda,
                  const double* b, int64_t rsb, int64_t csb, double beta, double* c, int64_t ldc) {
-  const Call cl{k,           a, lda, b, rsb, csb, _mm512_set1_pd(alpha), _mm512_set1_pd(beta),
-                beta == 0.0, c, ldc};
+  const Call cl{k, a, lda, b, rsb, csb, alpha, beta, alpha == 1.0, beta == 0.0, c, ldc};
   if (csb == 1) {
     run<true>(cl, m, n);
   } else {
