@@ -18,8 +18,8 @@ void tile(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
 
 // 8x6: 2 A vectors x 6 columns x 2 sets = 24 accumulators, three times the
 // eight independent chains two 4-cycle FMA pipes need, leaving 8 of the 32
-// registers for A and the broadcasts. Per step 2 vector loads and 12
-// broadcasts feed 24 FMAs. Measured a few per cent faster than 12x4, which
+// registers for A and the broadcasts. Each k step feeds 24 FMAs from 2
+// vector loads and 12 broadcasts. Measured a few per cent faster than 12x4, which
 // streams half again as much of A from L2 per FMA.
 //
 // Edge tiles compute only what they store: half the rows (one vector) and
