@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The "N" matrix-vector products (real and complex), written once over the SIMD ops of
-// service/simd/<isa>/; each kernel folder instantiates them with its own ops. Contract and tuning
-// fields: blas/kernels/level2_kernel.h.
+// The "N" matrix-vector products (real and complex), written once over the
+// SIMD ops of service/simd/<isa>/; each kernel folder instantiates them with
+// its own ops. Contract and tuning fields: blas/kernels/level2_kernel.h.
 #pragma once
 
 #include <cstdint>

@@ -12,12 +12,14 @@ using dispatch::Isa;
 // complex) near L1 while the gemv updates carry nearly all the flops.
 constexpr int32_t kTrsvBlock = 64;
 
-// Every folder measured best with the same sizes (see gemv_tuning): they
-// follow the caches, which do not change with the instruction set. A row of
-// A (2048 doubles) streams; 2 KB of staged multipliers; eight lines ahead;
-// 512 KiB of A in L2 (1.6x at 256 x 256 with 32 registers, 0.9x at
-// 512 x 512 on a 2 MiB L2); 32 MiB of A from memory.
+// One set of sizes serves every folder today (field by field in
+// gemv_tuning): they follow the caches more than the instruction set. L2
+// holds A up to 512 KiB (the register forms measured 1.6x at 256 x 256 with
+// 32 registers, 0.9x at 512 x 512 on a 2 MiB L2); from 32 MiB A comes from
+// memory.
 constexpr gemv_tuning kGemvTuning{2048, 256, 64, int64_t{1} << 16, int64_t{1} << 22};
+static_assert(kGemvTuning.col_panel >= 1 && kGemvTuning.col_panel <= kGemvColPanelMax);
+static_assert(kGemvTuning.row_block >= 2, "the complex form takes half the block in elements");
 
 #define ZML_LEVEL2_ROWS(isa, Isa_, Name)                                                        \
   constexpr dgemv_variant kDgemv##Name{Isa_, isa::dgemv_kernel_n, isa::dgemv_kernel_t,          \

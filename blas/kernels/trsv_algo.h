@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The blocked triangular solve (real and complex), its updates through the
-// same variant's gemv forms, written once over the SIMD ops of service/simd/<isa>/; each kernel
-// folder instantiates them with its own ops. Contract and tuning fields:
-// blas/kernels/level2_kernel.h.
+// same variant's gemv forms; each kernel folder instantiates it with its own
+// ops. Contract and tuning fields: blas/kernels/level2_kernel.h.
 #pragma once
 
 #include <cstdint>
