@@ -119,7 +119,7 @@ void zml_blas_dgemv_serial(const char* trans, const int32_t* m, const int32_t* n
   const int64_t ld = *lda;
   gemv_serial<1>(transposed, *m, *n, al == 0.0, a, ld, x, *incx, beta, y, *incy,
                  [&](int32_t rows, int32_t cols, const double* ap, const double* xp, double* yp) {
-                   fn(rows, cols, al, ap, ld, xp, yp);
+                   fn(rows, cols, al, ap, ld, xp, yp, row.tune);
                  });
 }
 
@@ -136,7 +136,7 @@ void zml_blas_zgemv_serial(const char* trans, const int32_t* m, const int32_t* n
                  ld, reinterpret_cast<const double*>(x), *incx,
                  reinterpret_cast<const double*>(beta), reinterpret_cast<double*>(y), *incy,
                  [&](int32_t rows, int32_t cols, const double* ap, const double* xp, double* yp) {
-                   fn(rows, cols, al, ap, ld, xp, yp);
+                   fn(rows, cols, al, ap, ld, xp, yp, row.tune);
                  });
 }
 

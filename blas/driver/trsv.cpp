@@ -43,7 +43,8 @@ void zml_blas_dtrsv_serial(const char* uplo, const char* trans, const char* diag
                            hidden_len, hidden_len, hidden_len) {
   const dtrsv_variant& row = dispatch::pick(kDtrsvTable);
   with_contiguous<1>(*n, x, *incx, "DTRSV", [&](double* xc) {
-    row.kernel(uplo_upper(uplo), trans_code(trans), diag_unit(diag), *n, a, *lda, xc, row.nb);
+    row.kernel(uplo_upper(uplo), trans_code(trans), diag_unit(diag), *n, a, *lda, xc, row.nb,
+               row.tune);
   });
 }
 
@@ -53,7 +54,7 @@ void zml_blas_ztrsv_serial(const char* uplo, const char* trans, const char* diag
   const ztrsv_variant& row = dispatch::pick(kZtrsvTable);
   with_contiguous<2>(*n, reinterpret_cast<double*>(x), *incx, "ZTRSV", [&](double* xc) {
     row.kernel(uplo_upper(uplo), trans_code(trans), diag_unit(diag), *n,
-               reinterpret_cast<const double*>(a), *lda, xc, row.nb);
+               reinterpret_cast<const double*>(a), *lda, xc, row.nb, row.tune);
   });
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The scaling algorithms, written once over a per-ISA ops struct (vector type
-// V of W doubles with load/store/bcast/pair/mul/madd/swap); each kernel folder
-// instantiates them with its own ops. Contract: blas/kernels/level1_kernel.h.
+// The scaling algorithms, written once over the SIMD ops of
+// service/simd/<isa>/; each kernel folder instantiates them with its own ops.
+// Contract: blas/kernels/level1_kernel.h.
 #pragma once
 
 #include <cstdint>

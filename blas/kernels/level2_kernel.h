@@ -27,19 +27,45 @@ namespace zml::blas {
 // 1 "T", 2 "C"; unit != 0: the diagonal is taken as 1 and not read), with x
 // contiguous. It works in diagonal blocks of nb: each block is solved
 // directly, the rest of x is updated with the same variant's gemv kernels.
+//
+// Every kernel takes its row's gemv_tuning (trsv: for those updates).
+
+// The matrix-vector algorithms' block sizes, thresholds and fetch distance, a
+// field of each row. What follows from the register count stays in the code.
+struct gemv_tuning {
+  // Rows of y (doubles) per pass of the streaming "N" form: 2048 (16 KB) of y
+  // stay in L1/L2 while eight columns of A stream past them.
+  int32_t row_block;
+  // Columns of the register "N" form whose multipliers alpha*x_j are staged
+  // at a time (at most kGemvColPanelMax, on the stack).
+  int32_t col_panel;
+  // Doubles ahead at which the complex column loops fetch each column: they
+  // stream eight or more columns at once from L3, more than the hardware
+  // prefetchers follow well (zgemv 1024: 26 -> 28 GB/s at eight lines).
+  int32_t prefetch_ahead;
+  // Elements of A up to which A is taken to sit in L2 (register forms of "N"
+  // and "T" where the file has 32 registers).
+  int64_t l2_elems;
+  // Elements of A from which the out-of-cache forms are taken: y held in
+  // registers over panels for "N", eight dot products at once for "T".
+  int64_t large_elems;
+};
+inline constexpr int32_t kGemvColPanelMax = 256;
+
 using dgemv_fn = void (*)(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,
-                          const double* x, double* y);
+                          const double* x, double* y, const gemv_tuning& tune);
 using zgemv_fn = void (*)(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda,
-                          const double* x, double* y);
+                          const double* x, double* y, const gemv_tuning& tune);
 using dtrsv_fn = void (*)(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,
-                          int64_t lda, double* x, int32_t nb);
+                          int64_t lda, double* x, int32_t nb, const gemv_tuning& tune);
 using ztrsv_fn = void (*)(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,
-                          int64_t lda, double* x, int32_t nb);
+                          int64_t lda, double* x, int32_t nb, const gemv_tuning& tune);
 
 struct dgemv_variant {
   dispatch::Isa isa;
   dgemv_fn gemv_n;
   dgemv_fn gemv_t;
+  gemv_tuning tune;
   const char* name;
 };
 struct zgemv_variant {
@@ -47,6 +73,7 @@ struct zgemv_variant {
   zgemv_fn gemv_n;
   zgemv_fn gemv_t;
   zgemv_fn gemv_c;
+  gemv_tuning tune;
   const char* name;
 };
 // nb: the diagonal block of the blocked solve, wide enough that the gemv
@@ -55,12 +82,14 @@ struct dtrsv_variant {
   dispatch::Isa isa;
   dtrsv_fn kernel;
   int32_t nb;
+  gemv_tuning tune;
   const char* name;
 };
 struct ztrsv_variant {
   dispatch::Isa isa;
   ztrsv_fn kernel;
   int32_t nb;
+  gemv_tuning tune;
   const char* name;
 };
 
@@ -79,19 +108,19 @@ extern const ztrsv_variant* const kZtrsvRows[kLevel2Rows];
 #define ZML_LEVEL2_DECLARE(isa)                                                                \
   namespace isa {                                                                              \
   void dgemv_kernel_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,        \
-                      const double* x, double* y);                                             \
+                      const double* x, double* y, const gemv_tuning& tune);                    \
   void dgemv_kernel_t(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,        \
-                      const double* x, double* y);                                             \
+                      const double* x, double* y, const gemv_tuning& tune);                    \
   void zgemv_kernel_n(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda, \
-                      const double* x, double* y);                                             \
+                      const double* x, double* y, const gemv_tuning& tune);                    \
   void zgemv_kernel_t(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda, \
-                      const double* x, double* y);                                             \
+                      const double* x, double* y, const gemv_tuning& tune);                    \
   void zgemv_kernel_c(int32_t m, int32_t n, const double* alpha, const double* a, int64_t lda, \
-                      const double* x, double* y);                                             \
+                      const double* x, double* y, const gemv_tuning& tune);                    \
   void dtrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,    \
-                    int64_t lda, double* x, int32_t nb);                                       \
+                    int64_t lda, double* x, int32_t nb, const gemv_tuning& tune);              \
   void ztrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,    \
-                    int64_t lda, double* x, int32_t nb);                                       \
+                    int64_t lda, double* x, int32_t nb, const gemv_tuning& tune);              \
   }
 ZML_LEVEL2_DECLARE(ref)
 ZML_LEVEL2_DECLARE(sse2)

@@ -31,11 +31,12 @@ const double* alpha_arg(const zcomplex& a) { return dp(&a); }
 
 // y += alpha*op(A)*x for one kernel (contiguous vectors, lda = m + 3).
 template <class T, class Kernel>
-void check_gemv_kernel(char trans, Kernel kernel, const char* name) {
+void check_gemv_kernel(char trans, Kernel kernel, const zml::blas::gemv_tuning& tune,
+                       const char* name) {
   for (int m : kEdges) {
     for (int n : {1, 3, 4, 5, 8, 9, 17}) {
       GemvCase<T> c(false, trans, m, n, scalar<T>(0.5, -1.25), T(1), 3, 1, 1, 1000 + 37 * m + n);
-      kernel(m, n, alpha_arg(c.alpha), dp(c.pa()), c.lda, dp(c.x.p()), dp(c.y.p()));
+      kernel(m, n, alpha_arg(c.alpha), dp(c.pa()), c.lda, dp(c.x.p()), dp(c.y.p()), tune);
       ASSERT_TRUE(c.matches(name));
     }
   }
@@ -44,14 +45,14 @@ void check_gemv_kernel(char trans, Kernel kernel, const char* name) {
 // Every trans, triangle and diagonal over sizes and diagonal blocks that
 // leave partial blocks at either end.
 template <class T, class Kernel>
-void check_trsv_kernel(Kernel kernel, const char* name) {
+void check_trsv_kernel(Kernel kernel, const zml::blas::gemv_tuning& tune, const char* name) {
   for (int n : {1, 2, 5, 17, 64, 65, 150}) {
     for (int nb : {1, 3, 64}) {
       for (int upper : {0, 1}) {
         for (int trans = 0; trans < (zml::test::is_complex<T>::value ? 3 : 2); ++trans) {
           for (int unit : {0, 1}) {
             TrsvCase<T> c(false, upper, "NTC"[trans], unit, n, 2, 1, 500 + n * 7 + nb);
-            kernel(upper, trans, unit, n, dp(c.pa()), c.lda, dp(c.x.p()), nb);
+            kernel(upper, trans, unit, n, dp(c.pa()), c.lda, dp(c.x.p()), nb, tune);
             ASSERT_TRUE(c.matches(std::string(name) + " nb " + std::to_string(nb)));
           }
         }
@@ -71,12 +72,12 @@ class Level2Rows : public ::testing::TestWithParam<int> {
 
 TEST_P(Level2Rows, GemvMatchesNaiveLoop) {
   const auto* d = zml::blas::kDgemvRows[GetParam()];
-  check_gemv_kernel<double>('N', d->gemv_n, d->name);
-  check_gemv_kernel<double>('T', d->gemv_t, d->name);
+  check_gemv_kernel<double>('N', d->gemv_n, d->tune, d->name);
+  check_gemv_kernel<double>('T', d->gemv_t, d->tune, d->name);
   const auto* z = zml::blas::kZgemvRows[GetParam()];
-  check_gemv_kernel<zcomplex>('N', z->gemv_n, z->name);
-  check_gemv_kernel<zcomplex>('T', z->gemv_t, z->name);
-  check_gemv_kernel<zcomplex>('C', z->gemv_c, z->name);
+  check_gemv_kernel<zcomplex>('N', z->gemv_n, z->tune, z->name);
+  check_gemv_kernel<zcomplex>('T', z->gemv_t, z->tune, z->name);
+  check_gemv_kernel<zcomplex>('C', z->gemv_c, z->tune, z->name);
 }
 
 // Matrices of 4 Mi elements and more take the register-blocked form that
@@ -88,16 +89,17 @@ TEST_P(Level2Rows, DgemvLargeMatricesMatchNaiveLoop) {
   ASSERT_GE(int64_t{m} * n, int64_t{1} << 22);
   for (char t : {'N', 'T'}) {
     GemvCase<double> c(false, t, m, n, -0.75, 1.0, 3, 1, 1, 77);
-    (t == 'N' ? row->gemv_n : row->gemv_t)(m, n, c.alpha, c.pa(), c.lda, c.x.p(), c.y.p());
+    (t == 'N' ? row->gemv_n : row->gemv_t)(m, n, c.alpha, c.pa(), c.lda, c.x.p(), c.y.p(),
+                                           row->tune);
     EXPECT_TRUE(c.matches(row->name));
   }
 }
 
 TEST_P(Level2Rows, TrsvMatchesSubstitution) {
   const auto* d = zml::blas::kDtrsvRows[GetParam()];
-  check_trsv_kernel<double>(d->kernel, d->name);
+  check_trsv_kernel<double>(d->kernel, d->tune, d->name);
   const auto* z = zml::blas::kZtrsvRows[GetParam()];
-  check_trsv_kernel<zcomplex>(z->kernel, z->name);
+  check_trsv_kernel<zcomplex>(z->kernel, z->tune, z->name);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, Level2Rows, ::testing::Range(0, zml::blas::kLevel2Rows),

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // dgemv "N" for the avx folder: eight columns per pass over a block of y.
-#include "blas/kernels/avx/vec_ops.h"
-#include "blas/kernels/level2_algo.h"
+#include "blas/kernels/gemv_n_algo.h"
 #include "blas/kernels/level2_kernel.h"
+#include "service/simd/avx/vec_ops.h"
 
 namespace zml::blas::avx {
 
+using simd::avx::Ops;
+
 void dgemv_kernel_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,
-                    const double* x, double* y) {
-  algo::dgemv_n<Ops>(m, n, alpha, a, lda, x, y);
+                    const double* x, double* y, const gemv_tuning& tune) {
+  algo::dgemv_n<Ops>(m, n, alpha, a, lda, x, y, tune);
 }
 
 }  // namespace zml::blas::avx

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // ztrsv for the avx folder: the blocked solve over this folder's zgemv.
-#include "blas/kernels/avx/vec_ops.h"
-#include "blas/kernels/level2_algo.h"
 #include "blas/kernels/level2_kernel.h"
+#include "blas/kernels/trsv_algo.h"
+#include "service/simd/avx/vec_ops.h"
 
 namespace zml::blas::avx {
 
+using simd::avx::Ops;
+
 void ztrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,
-                  int64_t lda, double* x, int32_t nb) {
-  algo::trsv_blocked<algo::ComplexField<Ops>>(upper, trans, unit, n, a, lda, x, nb);
+                  int64_t lda, double* x, int32_t nb, const gemv_tuning& tune) {
+  algo::trsv_blocked<algo::ComplexField<Ops>>(upper, trans, unit, n, a, lda, x, nb, tune);
 }
 
 }  // namespace zml::blas::avx

@@ -2,11 +2,13 @@
 // AVX2+FMA dgemm micro-kernel for 32-bit builds, 4x6 tile: one vector of
 // rows by six columns is six accumulators, one A vector and one broadcast,
 // the whole register file of 32-bit x86.
-#include "blas/kernels/avx2/vec_ops.h"
 #include "blas/kernels/dgemm_tile_ops.h"
 #include "blas/kernels/gemm_kernel.h"
+#include "service/simd/avx2/vec_ops.h"
 
 namespace zml::blas::avx2 {
+
+using simd::avx2::Ops;
 
 void dgemm_kernel_4x6(int64_t m, int64_t n, int64_t k, double alpha, const double* a,
                       const double* b, double beta, double* c, int64_t ldc) {

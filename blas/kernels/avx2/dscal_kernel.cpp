@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // dscal for the avx2 folder: the shared algorithm at this folder's width.
-#include "blas/kernels/avx2/vec_ops.h"
 #include "blas/kernels/level1_algo.h"
 #include "blas/kernels/level1_kernel.h"
+#include "service/simd/avx2/vec_ops.h"
 
 namespace zml::blas::avx2 {
+
+using simd::avx2::Ops;
 
 void dscal_kernel(int32_t n, double alpha, double* x, int32_t incx) {
   algo::dscal<Ops>(n, alpha, x, incx);

@@ -18,19 +18,20 @@ inline __mmask8 dgemm_row_mask(int64_t rows) {
 }
 
 // The first `rows` (1..7) lanes of v + beta*C at c, in pieces of 4, 2 and 1
-// doubles with plain loads and stores.
+// doubles with plain loads and stores. The staging array takes unaligned
+// moves: 64-bit MinGW does not align stack arrays beyond 16 bytes.
 inline void dgemm_store_rows(double* c, __m512d v, int rows, double beta, bool beta_zero) {
-  alignas(64) double t[8];
-  _mm512_store_pd(t, v);
+  double t[8];
+  _mm512_storeu_pd(t, v);
   int i = 0;
   if (rows & 4) {
-    __m256d x = _mm256_load_pd(t);
+    __m256d x = _mm256_loadu_pd(t);
     if (!beta_zero) x = _mm256_fmadd_pd(_mm256_set1_pd(beta), _mm256_loadu_pd(c), x);
     _mm256_storeu_pd(c, x);
     i = 4;
   }
   if (rows & 2) {
-    __m128d x = _mm_load_pd(t + i);
+    __m128d x = _mm_loadu_pd(t + i);
     if (!beta_zero) x = _mm_fmadd_pd(_mm_set1_pd(beta), _mm_loadu_pd(c + i), x);
     _mm_storeu_pd(c + i, x);
     i += 2;

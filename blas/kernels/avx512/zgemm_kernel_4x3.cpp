@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // AVX-512 zgemm micro-kernel, 4x3 complex tile (32-bit builds).
-#include "blas/kernels/avx512/zgemm_tile.h"
 #include "blas/kernels/zgemm_kernel.h"
+#include "blas/kernels/zgemm_tile_ops.h"
+#include "service/simd/avx512/vec_ops.h"
 
 namespace zml::blas::avx512 {
 
@@ -10,7 +11,7 @@ namespace zml::blas::avx512 {
 // chains cover three quarters of what two 4-cycle FMA pipes can take.
 void zgemm_kernel_4x3(int64_t m, int64_t n, int64_t k, const double* alpha, const double* a,
                       const double* b, const double* beta, double* c, int64_t ldc) {
-  zgemm_tile<1, 3>(m, n, k, alpha, a, b, beta, c, ldc);
+  zgemm_tile_ops<simd::avx512::Ops, 1, 3, ZgemmPrefetch::kAC>(m, n, k, alpha, a, b, beta, c, ldc);
 }
 
 }  // namespace zml::blas::avx512

@@ -4,10 +4,13 @@
 // the multiply.
 #include <immintrin.h>
 
-#include "blas/kernels/avx512/zgemm_store.h"
 #include "blas/kernels/zgemm_kernel.h"
+#include "blas/kernels/zgemm_tile_ops.h"
+#include "service/simd/avx512/vec_ops.h"
 
 namespace zml::blas::avx512 {
+
+using simd::avx512::Ops;
 
 // Tiles of 8 complex rows (two masked column loads of A) by 4 columns of C:
 // 16 accumulators keep both FMA pipes busy even though k is at most 16.
@@ -19,7 +22,10 @@ void zgemm_small(int64_t m, int64_t n, int64_t k, const double* alpha, const dou
   for (int64_t j0 = 0; j0 < n; j0 += 4) {
     const int64_t nn = n - j0 < 4 ? n - j0 : 4;
     for (int64_t i0 = 0; i0 < m; i0 += 8) {
-      const __mmask8 m0 = zgemm_row_mask(m - i0), m1 = zgemm_row_mask(m - i0 - 4);
+      // Doubles of C in this tile, four complex rows per vector.
+      const int64_t d0 = 2 * (m - i0), d1 = d0 - 8;
+      const __mmask8 m0 = Ops::mask(d0 < 8 ? static_cast<int>(d0) : 8);
+      const __mmask8 m1 = Ops::mask(d1 < 8 ? static_cast<int>(d1) : 8);
       __m512d r0[4], r1[4], s0[4], s1[4];
 #pragma GCC unroll 4
       for (int j = 0; j < 4; ++j) r0[j] = r1[j] = s0[j] = s1[j] = _mm512_setzero_pd();
@@ -44,8 +50,8 @@ void zgemm_small(int64_t m, int64_t n, int64_t k, const double* alpha, const dou
       for (int j = 0; j < 4; ++j) {
         if (j < nn) {
           double* cj = c + 2 * (i0 + (j0 + j) * ldc);
-          zgemm_store_vec(cj, r0[j], s0[j], m0, alpha, beta, bz);
-          if (m - i0 > 4) zgemm_store_vec(cj + 8, r1[j], s1[j], m1, alpha, beta, bz);
+          zgemm_store_ops<Ops>(cj, r0[j], s0[j], d0, alpha, beta, bz);
+          if (d1 > 0) zgemm_store_ops<Ops>(cj + 8, r1[j], s1[j], d1, alpha, beta, bz);
         }
       }
     }

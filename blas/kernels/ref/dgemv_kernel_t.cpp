@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // dgemv "T" for the ref folder: four dot products at once, two accumulators each.
-#include "blas/kernels/level2_algo.h"
+#include "blas/kernels/gemv_t_algo.h"
 #include "blas/kernels/level2_kernel.h"
-#include "blas/kernels/ref/vec_ops.h"
+#include "service/simd/ref/vec_ops.h"
 
 namespace zml::blas::ref {
 
+using simd::ref::Ops;
+
 void dgemv_kernel_t(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,
-                    const double* x, double* y) {
-  algo::dgemv_t<Ops>(m, n, alpha, a, lda, x, y);
+                    const double* x, double* y, const gemv_tuning& tune) {
+  algo::dgemv_t<Ops>(m, n, alpha, a, lda, x, y, tune);
 }
 
 }  // namespace zml::blas::ref

@@ -2,9 +2,11 @@
 // zscal for the ref folder: the shared complex scaling at this folder's width.
 #include "blas/kernels/level1_algo.h"
 #include "blas/kernels/level1_kernel.h"
-#include "blas/kernels/ref/vec_ops.h"
+#include "service/simd/ref/vec_ops.h"
 
 namespace zml::blas::ref {
+
+using simd::ref::Ops;
 
 void zscal_kernel(int32_t n, const double* alpha, double* x, int32_t incx) {
   algo::zscal<Ops>(n, alpha, x, incx);

@@ -4,9 +4,11 @@
 // the whole register file of 32-bit x86.
 #include "blas/kernels/dgemm_tile_ops.h"
 #include "blas/kernels/gemm_kernel.h"
-#include "blas/kernels/sse2/vec_ops.h"
+#include "service/simd/sse2/vec_ops.h"
 
 namespace zml::blas::sse2 {
+
+using simd::sse2::Ops;
 
 void dgemm_kernel_2x6(int64_t m, int64_t n, int64_t k, double alpha, const double* a,
                       const double* b, double beta, double* c, int64_t ldc) {

@@ -2,9 +2,11 @@
 // dscal for the sse2 folder: the shared algorithm at this folder's width.
 #include "blas/kernels/level1_algo.h"
 #include "blas/kernels/level1_kernel.h"
-#include "blas/kernels/sse2/vec_ops.h"
+#include "service/simd/sse2/vec_ops.h"
 
 namespace zml::blas::sse2 {
+
+using simd::sse2::Ops;
 
 void dscal_kernel(int32_t n, double alpha, double* x, int32_t incx) {
   algo::dscal<Ops>(n, alpha, x, incx);

@@ -4,10 +4,13 @@
 // the multiply.
 #include <immintrin.h>
 
-#include "blas/kernels/sse2/zgemm_store.h"
 #include "blas/kernels/zgemm_kernel.h"
+#include "blas/kernels/zgemm_tile_ops.h"
+#include "service/simd/sse2/vec_ops.h"
 
 namespace zml::blas::sse2 {
+
+using simd::sse2::Ops;
 
 // Tiles of 2x2 complex numbers, eight accumulators; the row or column past an
 // odd edge is simply not computed.
@@ -42,12 +45,12 @@ void zgemm_small(int64_t m, int64_t n, int64_t k, const double* alpha, const dou
         }
       }
       double* c0 = c + 2 * (i + j * ldc);
-      zgemm_store_vec(c0, r00, i00, alpha, beta, bz);
-      if (two_rows) zgemm_store_vec(c0 + 2, r10, i10, alpha, beta, bz);
+      zgemm_store_ops<Ops>(c0, r00, i00, 2, alpha, beta, bz);
+      if (two_rows) zgemm_store_ops<Ops>(c0 + 2, r10, i10, 2, alpha, beta, bz);
       if (two_cols) {
         double* c1 = c0 + 2 * ldc;
-        zgemm_store_vec(c1, r01, i01, alpha, beta, bz);
-        if (two_rows) zgemm_store_vec(c1 + 2, r11, i11, alpha, beta, bz);
+        zgemm_store_ops<Ops>(c1, r01, i01, 2, alpha, beta, bz);
+        if (two_rows) zgemm_store_ops<Ops>(c1 + 2, r11, i11, 2, alpha, beta, bz);
       }
     }
   }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// AVX-512 ops for the level-1/2 algorithms: eight doubles per vector, fused
-// multiply-add written explicitly, unaligned loads throughout.
+// AVX-512 ops: eight doubles per vector, fused multiply-add written
+// explicitly, unaligned loads throughout, edge lanes through write masks.
 #pragma once
 
 #include <immintrin.h>
 
-namespace zml::blas::avx512 {
+namespace zml::simd::avx512 {
 
 struct Ops {
   using V = __m512d;
@@ -14,14 +14,28 @@ struct Ops {
   static constexpr int W = 8;
   static V load(const double* p) { return _mm512_loadu_pd(p); }
   static void store(double* p, V v) { _mm512_storeu_pd(p, v); }
+  // Lanes below count set (count may be <= 0 or >= 8).
+  static __mmask8 mask(int count) {
+    if (count >= 8) return 0xFF;
+    if (count <= 0) return 0;
+    return static_cast<__mmask8>((1u << count) - 1u);
+  }
+  static V load_partial(const double* p, int count) {
+    return _mm512_maskz_loadu_pd(mask(count), p);
+  }
+  static void store_partial(double* p, V v, int count) { _mm512_mask_storeu_pd(p, mask(count), v); }
   static V bcast(double s) { return _mm512_set1_pd(s); }
   static V pair(double e, double o) { return _mm512_setr_pd(e, o, e, o, e, o, e, o); }
   static V zero() { return _mm512_setzero_pd(); }
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
   static V madd(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }
+  // There is no addsub at this width; a*1 is exact, so fmaddsub rounds as one.
+  static V addsub(V a, V b) { return _mm512_fmaddsub_pd(a, _mm512_set1_pd(1.0), b); }
   // Masked form for the same reason as in fold() below.
   static V swap(V v) { return _mm512_mask_permute_pd(v, 0xFF, v, 0x55); }
+  // One rounding fewer than addsub(mul, mul): the first product is fused.
+  static V cmul(V x, V sr, V si) { return _mm512_fmaddsub_pd(x, sr, mul(swap(x), si)); }
   static __m128d fold(V v) {
     // Masked extracts name their pass-through operand; the plain extract (and
     // the cast built on it) leaves it undefined, which some compiler headers
@@ -38,7 +52,7 @@ struct Ops {
   // Lane k of the result is the sum of the lanes of v[k]: the eight
   // horizontal sums of a block of dot products in one vector, three rounds of
   // adds over shuffled halves instead of eight separate reductions. Masked
-  // forms with a named pass-through, as in fold() below.
+  // forms with a named pass-through, as in fold().
   static V lo(V a, V b) { return _mm512_mask_unpacklo_pd(a, 0xFF, a, b); }
   static V hi(V a, V b) { return _mm512_mask_unpackhi_pd(a, 0xFF, a, b); }
   static V even_halves(V a, V b) { return _mm512_mask_shuffle_f64x2(a, 0xFF, a, b, 0x88); }
@@ -55,6 +69,7 @@ struct Ops {
     *e = _mm_cvtsd_f64(s);
     *o = _mm_cvtsd_f64(_mm_unpackhi_pd(s, s));
   }
+  static void prefetch(const void* p) { _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0); }
 };
 
-}  // namespace zml::blas::avx512
+}  // namespace zml::simd::avx512

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// AVX ops for the level-1/2 algorithms: four doubles per vector; AVX has no
-// FMA, so madd is a multiply and an add (the code path does not check FMA).
+// AVX ops: four doubles per vector; AVX has no FMA, so madd is a multiply and
+// an add (the code path does not check FMA).
 #pragma once
 
 #include <immintrin.h>
 
-namespace zml::blas::avx {
+#include <cstdint>
+
+namespace zml::simd::avx {
 
 struct Ops {
   using V = __m256d;
@@ -14,13 +16,24 @@ struct Ops {
   static constexpr int W = 4;
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
+  // Lanes below count set. AVX has masked moves but no 64-bit integer
+  // compare, so the mask is a sliding window over a table.
+  static __m256i mask(int count) {
+    static const int64_t kWindow[8] = {-1, -1, -1, -1, 0, 0, 0, 0};
+    const int r = count < 0 ? 0 : (count > 4 ? 4 : count);
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(kWindow + 4 - r));
+  }
+  static V load_partial(const double* p, int count) { return _mm256_maskload_pd(p, mask(count)); }
+  static void store_partial(double* p, V v, int count) { _mm256_maskstore_pd(p, mask(count), v); }
   static V bcast(double s) { return _mm256_set1_pd(s); }
   static V pair(double e, double o) { return _mm256_setr_pd(e, o, e, o); }
   static V zero() { return _mm256_setzero_pd(); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
   static V madd(V a, V b, V c) { return _mm256_add_pd(_mm256_mul_pd(a, b), c); }
+  static V addsub(V a, V b) { return _mm256_addsub_pd(a, b); }
   static V swap(V v) { return _mm256_permute_pd(v, 5); }
+  static V cmul(V x, V sr, V si) { return addsub(mul(x, sr), mul(swap(x), si)); }
   static __m128d fold(V v) {
     return _mm_add_pd(_mm256_castpd256_pd128(v), _mm256_extractf128_pd(v, 1));
   }
@@ -33,6 +46,7 @@ struct Ops {
     *e = _mm_cvtsd_f64(s);
     *o = _mm_cvtsd_f64(_mm_unpackhi_pd(s, s));
   }
+  static void prefetch(const void* p) { _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0); }
 };
 
-}  // namespace zml::blas::avx
+}  // namespace zml::simd::avx

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// AVX2 ops for the level-1/2 algorithms: four doubles per vector, with the
-// fused multiply-add that this code path guarantees (written explicitly).
+// AVX2 ops: four doubles per vector, with the fused multiply-add that this
+// code path guarantees (written explicitly).
 #pragma once
 
 #include <immintrin.h>
 
-namespace zml::blas::avx2 {
+namespace zml::simd::avx2 {
 
 struct Ops {
   using V = __m256d;
@@ -14,13 +14,22 @@ struct Ops {
   static constexpr int W = 4;
   static V load(const double* p) { return _mm256_loadu_pd(p); }
   static void store(double* p, V v) { _mm256_storeu_pd(p, v); }
+  // Lanes below count set (count may be <= 0 or >= 4).
+  static __m256i mask(int count) {
+    return _mm256_cmpgt_epi64(_mm256_set1_epi64x(count), _mm256_set_epi64x(3, 2, 1, 0));
+  }
+  static V load_partial(const double* p, int count) { return _mm256_maskload_pd(p, mask(count)); }
+  static void store_partial(double* p, V v, int count) { _mm256_maskstore_pd(p, mask(count), v); }
   static V bcast(double s) { return _mm256_set1_pd(s); }
   static V pair(double e, double o) { return _mm256_setr_pd(e, o, e, o); }
   static V zero() { return _mm256_setzero_pd(); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
   static V madd(V a, V b, V c) { return _mm256_fmadd_pd(a, b, c); }
+  static V addsub(V a, V b) { return _mm256_addsub_pd(a, b); }
   static V swap(V v) { return _mm256_permute_pd(v, 5); }
+  // One rounding fewer than addsub(mul, mul): the first product is fused.
+  static V cmul(V x, V sr, V si) { return _mm256_fmaddsub_pd(x, sr, mul(swap(x), si)); }
   static __m128d fold(V v) {
     return _mm_add_pd(_mm256_castpd256_pd128(v), _mm256_extractf128_pd(v, 1));
   }
@@ -33,6 +42,7 @@ struct Ops {
     *e = _mm_cvtsd_f64(s);
     *o = _mm_cvtsd_f64(_mm_unpackhi_pd(s, s));
   }
+  static void prefetch(const void* p) { _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0); }
 };
 
-}  // namespace zml::blas::avx2
+}  // namespace zml::simd::avx2

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// SSE2 ops for the level-1/2 algorithms: two doubles per vector, no FMA (a
-// separate multiply and add), unaligned loads throughout.
+// SSE2 ops: two doubles per vector, no FMA (a separate multiply and add),
+// unaligned loads throughout.
 #pragma once
 
 #include <immintrin.h>
 
-namespace zml::blas::sse2 {
+namespace zml::simd::sse2 {
 
 struct Ops {
   using V = __m128d;
@@ -14,18 +14,35 @@ struct Ops {
   static constexpr int W = 2;
   static V load(const double* p) { return _mm_loadu_pd(p); }
   static void store(double* p, V v) { _mm_storeu_pd(p, v); }
+  // No masked moves at this level: a partial vector is its low lane or nothing.
+  static V load_partial(const double* p, int count) {
+    if (count >= 2) return _mm_loadu_pd(p);
+    return count == 1 ? _mm_load_sd(p) : _mm_setzero_pd();
+  }
+  static void store_partial(double* p, V v, int count) {
+    if (count >= 2) {
+      _mm_storeu_pd(p, v);
+    } else if (count == 1) {
+      _mm_store_sd(p, v);
+    }
+  }
   static V bcast(double s) { return _mm_set1_pd(s); }
   static V pair(double e, double o) { return _mm_setr_pd(e, o); }
   static V zero() { return _mm_setzero_pd(); }
   static V add(V a, V b) { return _mm_add_pd(a, b); }
   static V mul(V a, V b) { return _mm_mul_pd(a, b); }
   static V madd(V a, V b, V c) { return _mm_add_pd(_mm_mul_pd(a, b), c); }
+  // addsub arrived after SSE2: flip the sign of the low lane of b and add,
+  // which rounds exactly as a subtraction.
+  static V addsub(V a, V b) { return _mm_add_pd(a, _mm_xor_pd(b, _mm_set_pd(0.0, -0.0))); }
   static V swap(V v) { return _mm_shuffle_pd(v, v, 1); }
+  static V cmul(V x, V sr, V si) { return addsub(mul(x, sr), mul(swap(x), si)); }
   static double hsum(V v) { return _mm_cvtsd_f64(_mm_add_sd(v, _mm_unpackhi_pd(v, v))); }
   static void hsum_pairs(V v, double* e, double* o) {
     *e = _mm_cvtsd_f64(v);
     *o = _mm_cvtsd_f64(_mm_unpackhi_pd(v, v));
   }
+  static void prefetch(const void* p) { _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0); }
 };
 
-}  // namespace zml::blas::sse2
+}  // namespace zml::simd::sse2
