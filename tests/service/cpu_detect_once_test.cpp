@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <map>
 #include <set>
 #include <string>
 #include <thread>
@@ -62,32 +61,23 @@ TEST(CpuDetectOnceChild, DISABLED_RacingThreads) {
 }
 
 TEST(CpuDetectOnce, RacingFirstCallsAgreeAndDetectOnce) {
-  const std::map<std::string, std::string> clean = {{"ZML_CODE_PATH_OVERRIDE", ""},
-                                                    {"ZML_DEBUG_CPU_TYPE", ""},
-                                                    {"ZML_ENABLE_INSTRUCTIONS", ""},
-                                                    {"ZML_CBWR", ""}};
-  for (int round = 0; round < 3; ++round) {
-    const zml::test::ChildResult r =
-        zml::test::run_child("CpuDetectOnceChild.DISABLED_RacingThreads", clean);
+  // Three rounds of detection, then one with a forced type (type 6, path 8).
+  for (const char* forced : {"", "", "", "6"}) {
+    const zml::test::ChildResult r = zml::test::run_child(
+        "CpuDetectOnceChild.DISABLED_RacingThreads", {{"ZML_CODE_PATH_OVERRIDE", ""},
+                                                      {"ZML_DEBUG_CPU_TYPE", forced},
+                                                      {"ZML_ENABLE_INSTRUCTIONS", ""},
+                                                      {"ZML_CBWR", ""}});
     ASSERT_EQ(r.exit_code, 0) << r.out;
     EXPECT_EQ(r.value("distinct_code_paths"), "1") << r.out;
     EXPECT_EQ(r.value("distinct_types"), "1") << r.out;
     EXPECT_EQ(r.value("runs"), "1") << r.out;
     const int type = std::stoi(r.value("type"));
     EXPECT_EQ(std::stoi(r.value("code_path")), zml::cpu::code_path_of_type(type)) << r.out;
+    if (*forced) {
+      EXPECT_EQ(r.value("code_path"), "8") << r.out;
+    }
   }
-}
-
-TEST(CpuDetectOnce, ForcedTypeRaceAgreesToo) {
-  const zml::test::ChildResult r = zml::test::run_child("CpuDetectOnceChild.DISABLED_RacingThreads",
-                                                        {{"ZML_CODE_PATH_OVERRIDE", ""},
-                                                         {"ZML_DEBUG_CPU_TYPE", "6"},
-                                                         {"ZML_ENABLE_INSTRUCTIONS", ""},
-                                                         {"ZML_CBWR", ""}});
-  ASSERT_EQ(r.exit_code, 0) << r.out;
-  EXPECT_EQ(r.value("distinct_code_paths"), "1") << r.out;
-  EXPECT_EQ(r.value("code_path"), "8") << r.out;
-  EXPECT_EQ(r.value("runs"), "1") << r.out;
 }
 
 }  // namespace
