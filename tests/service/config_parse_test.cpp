@@ -15,6 +15,7 @@
 #include "service/config/verbose_line.h"
 #include "service/platform/platform.h"
 #include "service/service.h"
+#include "tests/support/child.h"
 
 namespace env = zml::serv::env;
 
@@ -110,19 +111,6 @@ namespace {
 
 constexpr const char* kVar = "ZML_TEST_GETENV_VALUE";
 
-// A null value removes the variable.
-void set_env(const char* name, const char* value) {
-#ifdef _WIN32
-  _putenv_s(name, value ? value : "");
-#else
-  if (value) {
-    setenv(name, value, 1);
-  } else {
-    unsetenv(name);
-  }
-#endif
-}
-
 // zml_serv_getenv into a buffer filled with 'x': the result and what the buffer holds.
 std::pair<int32_t, std::string> read_into(int32_t size) {
   char buf[16];
@@ -135,7 +123,7 @@ std::pair<int32_t, std::string> read_into(int32_t size) {
 
 TEST(ConfigGetenv, LengthOrNegatedRequiredSize) {
   using R = std::pair<int32_t, std::string>;
-  set_env(kVar, "1234567");
+  zml::test::set_env(kVar, "1234567");
   EXPECT_EQ(read_into(8), R(7, "1234567"));
   // No room for the terminator: the negated size needed, and an emptied buffer.
   EXPECT_EQ(read_into(7), R(-8, ""));
@@ -144,18 +132,18 @@ TEST(ConfigGetenv, LengthOrNegatedRequiredSize) {
   EXPECT_EQ(read_into(-3), R(-8, std::string(16, 'x')));
   EXPECT_EQ(zml_serv_getenv(kVar, nullptr, 0), -8);
 #ifndef _WIN32  // Windows cannot hold an empty variable
-  set_env(kVar, "");
+  zml::test::set_env(kVar, "");
   EXPECT_EQ(read_into(8), R(0, ""));
 #endif
-  set_env(kVar, nullptr);
+  zml::test::set_env(kVar, nullptr);
   EXPECT_EQ(read_into(8), R(0, "")) << "absent";
 }
 
 TEST(ConfigGetenv, RestrictedProcessReadsOnlyLoaderAndLocaleNames) {
   // The test program is not installed set-user-ID, so it reads every name.
   EXPECT_FALSE(zml::platform::restricted_process());
-  set_env(kVar, "abc");
-  set_env("ZMLROOT", "/opt/zml");
+  zml::test::set_env(kVar, "abc");
+  zml::test::set_env("ZMLROOT", "/opt/zml");
   char buf[32];
   std::memset(buf, 'x', sizeof buf);
   EXPECT_EQ(env::read(kVar, buf, sizeof buf, true), 0);
@@ -163,6 +151,6 @@ TEST(ConfigGetenv, RestrictedProcessReadsOnlyLoaderAndLocaleNames) {
   EXPECT_EQ(env::read("ZMLROOT", buf, sizeof buf, true), 8);
   EXPECT_STREQ(buf, "/opt/zml");
   EXPECT_EQ(env::read(kVar, buf, sizeof buf, false), 3);
-  set_env(kVar, nullptr);
-  set_env("ZMLROOT", nullptr);
+  zml::test::set_env(kVar, nullptr);
+  zml::test::set_env("ZMLROOT", nullptr);
 }
