@@ -82,23 +82,18 @@ void check(const std::vector<Row>& rows) {
   }
 }
 
-TEST(CpuEnvironment, NothingSetDetectsThisProcessor) {
-  check({{{},
-          "runs=1 branch=1 word=0 cap=-1",
-          "own=0 type=9 code_path=11 isa_allowed=1111100 isa_usable=111111"}});
-}
-
 TEST(CpuEnvironment, CodePathOverride) {
-  // An accepted value wins without detection, even a path no type maps to;
-  // the type is still detected when asked for. A rejected one detects.
+  // Nothing set: this processor is detected. An accepted override wins
+  // without detection, even a path no type maps to, and the type is still
+  // detected when asked for; a rejected one detects.
   const char* const detected = "type=9 code_path=11";
   check({
+      {{},
+       "runs=1 branch=1 word=0 cap=-1",
+       "own=0 type=9 code_path=11 isa_allowed=1111100 isa_usable=111111"},
       {{{"ZML_CODE_PATH_OVERRIDE", "11"}}, "code_path=11 runs=0", "type=9"},
       {{{"ZML_CODE_PATH_OVERRIDE", "6"}}, "code_path=6 runs=0", "type=9"},
-      {{{"ZML_CODE_PATH_OVERRIDE", "7x9"}}, "code_path=7 runs=0"},
-      {{{"ZML_CODE_PATH_OVERRIDE", "0"}}, "code_path=0 runs=0"},
       {{{"ZML_CODE_PATH_OVERRIDE", "10"}}, "runs=1", detected},
-      {{{"ZML_CODE_PATH_OVERRIDE", "x"}}, "runs=1", detected},
       {{{"ZML_CODE_PATH_OVERRIDE", ""}}, "runs=1", detected},
       // A fixed reproducibility branch does not displace the override.
       {{{"ZML_CBWR", "AVX2"}, {"ZML_CODE_PATH_OVERRIDE", "5"}}, "code_path=5 branch=10"},
@@ -110,7 +105,6 @@ TEST(CpuEnvironment, ForcedProcessorType) {
   // base, makes the processor count as ours and skips the instruction cap.
   check({
       {{{"ZML_DEBUG_CPU_TYPE", "8"}}, "type=7 code_path=9 own=1", "isa_allowed=1110000"},
-      {{{"ZML_DEBUG_CPU_TYPE", "11"}}, "type=9 code_path=11 own=1"},
       {{{"ZML_DEBUG_CPU_TYPE", "010"}}, "type=7 code_path=9"},
       {{{"ZML_DEBUG_CPU_TYPE", "0x6"}},
        "type=6 code_path=8",
@@ -118,7 +112,6 @@ TEST(CpuEnvironment, ForcedProcessorType) {
       {{{"ZML_DEBUG_CPU_TYPE", "4abc"}}, "type=4 code_path=5 own=1"},
       {{{"ZML_DEBUG_CPU_TYPE", "2"}}, "type=2 code_path=3", "isa_allowed=0000000"},
       {{{"ZML_DEBUG_CPU_TYPE", "abc"}}, "", "type=9 own=0"},
-      {{{"ZML_DEBUG_CPU_TYPE", " "}}, "", "type=9 own=0"},
       {{{"ZML_DEBUG_CPU_TYPE", "9"}, {"ZML_ENABLE_INSTRUCTIONS", "AVX512_E1"}}, "type=9 cap=-1"},
       // Unsupported types are reported and run the generic path.
       {{{"ZML_DEBUG_CPU_TYPE", "12"}},
