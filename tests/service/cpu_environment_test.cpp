@@ -30,12 +30,12 @@ TEST(CpuEnvChild, DISABLED_Report) {
   for (int i = 0; i < zml::serv::kIsaCount; ++i) {
     flags += zml::serv::isa_allowed(static_cast<zml::serv::IsaFlag>(i)) ? '1' : '0';
   }
-  emit("isa_allowed", flags);
+  emit("allowed", flags);
   std::string usable;
   for (Isa isa : {Isa::kRef, Isa::kSse2, Isa::kSse42, Isa::kAvx, Isa::kAvx2, Isa::kAvx512}) {
     usable += zml::dispatch::isa_usable(isa) ? '1' : '0';
   }
-  emit("isa_usable", usable);
+  emit("usable", usable);
   emit("own", zml_serv_own_processor() ? 1 : 0);
 }
 
@@ -90,7 +90,7 @@ TEST(CpuEnvironment, CodePathOverride) {
   check({
       {{},
        "runs=1 branch=1 word=0 cap=-1",
-       "own=0 type=9 code_path=11 isa_allowed=1111100 isa_usable=111111"},
+       "own=0 type=9 code_path=11 allowed=1111100 usable=111111"},
       {{{"ZML_CODE_PATH_OVERRIDE", "11"}}, "code_path=11 runs=0", "type=9"},
       {{{"ZML_CODE_PATH_OVERRIDE", "6"}}, "code_path=6 runs=0", "type=9"},
       {{{"ZML_CODE_PATH_OVERRIDE", "10"}}, "runs=1", detected},
@@ -104,18 +104,16 @@ TEST(CpuEnvironment, ForcedProcessorType) {
   // A forced type replaces detection (many-core types fold), is read in any
   // base, makes the processor count as ours and skips the instruction cap.
   check({
-      {{{"ZML_DEBUG_CPU_TYPE", "8"}}, "type=7 code_path=9 own=1", "isa_allowed=1110000"},
+      {{{"ZML_DEBUG_CPU_TYPE", "8"}}, "type=7 code_path=9 own=1", "allowed=1110000"},
       {{{"ZML_DEBUG_CPU_TYPE", "010"}}, "type=7 code_path=9"},
-      {{{"ZML_DEBUG_CPU_TYPE", "0x6"}},
-       "type=6 code_path=8",
-       "isa_allowed=1100000 isa_usable=111100"},
+      {{{"ZML_DEBUG_CPU_TYPE", "0x6"}}, "type=6 code_path=8", "allowed=1100000 usable=111100"},
       {{{"ZML_DEBUG_CPU_TYPE", "4abc"}}, "type=4 code_path=5 own=1"},
-      {{{"ZML_DEBUG_CPU_TYPE", "2"}}, "type=2 code_path=3", "isa_allowed=0000000"},
+      {{{"ZML_DEBUG_CPU_TYPE", "2"}}, "type=2 code_path=3", "allowed=0000000"},
       {{{"ZML_DEBUG_CPU_TYPE", "abc"}}, "", "type=9 own=0"},
       {{{"ZML_DEBUG_CPU_TYPE", "9"}, {"ZML_ENABLE_INSTRUCTIONS", "AVX512_E1"}}, "type=9 cap=-1"},
       // Unsupported types are reported and run the generic path.
       {{{"ZML_DEBUG_CPU_TYPE", "12"}},
-       "type=0 code_path=0 isa_allowed=0000000",
+       "type=0 code_path=0 allowed=0000000",
        "",
        "ERROR: CPU 12 is not supported."},
       {{{"ZML_DEBUG_CPU_TYPE", "-1"}}, "type=0 code_path=0", "", "ERROR: CPU -1 is not supported."},
@@ -130,22 +128,20 @@ TEST(CpuEnvironment, InstructionCap) {
   check({
       {{{"ZML_ENABLE_INSTRUCTIONS", "AVX2"}},
        "",
-       "cap=2 type=9 code_path=11 isa_allowed=1110000 isa_usable=111110"},
-      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX"}}, "", "cap=1 isa_allowed=1100000 isa_usable=111100"},
-      {{{"ZML_ENABLE_INSTRUCTIONS", "SSE4_2"}}, "", "cap=0 isa_allowed=1000000 isa_usable=111000"},
-      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512"}}, "", "cap=4 isa_allowed=1111000 isa_usable=111111"},
-      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512_E1"}},
-       "",
-       "cap=6 type=6 code_path=8 isa_allowed=1111100"},
+       "cap=2 type=9 code_path=11 allowed=1110000 usable=111110"},
+      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX"}}, "", "cap=1 allowed=1100000 usable=111100"},
+      {{{"ZML_ENABLE_INSTRUCTIONS", "SSE4_2"}}, "", "cap=0 allowed=1000000 usable=111000"},
+      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512"}}, "", "cap=4 allowed=1111000 usable=111111"},
+      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512_E1"}}, "", "cap=6 type=6 code_path=8 allowed=1111100"},
       {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512_MIC_E1"}},
        "",
-       "cap=5 type=5 code_path=7 isa_allowed=1000000"},
-      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512_MIC"}}, "", "cap=3 type=9 isa_allowed=1111100"},
-      {{{"ZML_ENABLE_INSTRUCTIONS", "avx2"}}, "cap=-1", "type=9 isa_allowed=1111100"},
+       "cap=5 type=5 code_path=7 allowed=1000000"},
+      {{{"ZML_ENABLE_INSTRUCTIONS", "AVX512_MIC"}}, "", "cap=3 type=9 allowed=1111100"},
+      {{{"ZML_ENABLE_INSTRUCTIONS", "avx2"}}, "cap=-1", "type=9 allowed=1111100"},
       // A cap above the type leaves the type (the SSE4_2 branch gives type 5).
       {{{"ZML_CBWR", "SSE4_2"}, {"ZML_ENABLE_INSTRUCTIONS", "AVX512_E1"}},
        "",
-       "type=5 code_path=7 isa_allowed=1111100"},
+       "type=5 code_path=7 allowed=1111100"},
   });
 }
 
@@ -155,10 +151,10 @@ TEST(CpuEnvironment, ReproducibilityBranch) {
   const char* const auto_branch = "branch=2 word=2 type=9 code_path=11";
   check({
       {{{"ZML_CBWR", "AUTO"}}, "", auto_branch},
-      {{{"ZML_CBWR", "COMPATIBLE"}}, "", "branch=3 type=1 code_path=2 isa_allowed=0000000"},
+      {{{"ZML_CBWR", "COMPATIBLE"}}, "", "branch=3 type=1 code_path=2 allowed=0000000"},
       {{{"ZML_CBWR", "SSE3"}}, "", "branch=4 type=2 code_path=3"},
       {{{"ZML_CBWR", "SSE4_1"}}, "", "branch=7 type=4 code_path=5"},
-      {{{"ZML_CBWR", "SSE4_2"}}, "", "branch=8 type=5 code_path=7 isa_allowed=1000000"},
+      {{{"ZML_CBWR", "SSE4_2"}}, "", "branch=8 type=5 code_path=7 allowed=1000000"},
       {{{"ZML_CBWR", "BRANCH=AVX2"}}, "", "branch=10 word=10 type=7 code_path=9"},
       {{{"ZML_CBWR", "BRANCH=AVX512_E1"}}, "", "branch=14 type=9 code_path=11"},
       {{{"ZML_CBWR", "branch=AVX2"}}, "branch=2"},

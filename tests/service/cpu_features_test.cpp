@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <initializer_list>
 #include <string>
 #include <utility>
 
@@ -183,21 +182,10 @@ TEST(CpuClassification, NoSse2FailsWithTheMinimumRequirementMessages) {
 TEST(CpuParse, OverrideAndCapKeywordsAndDetectArguments) {
   // A two-character override is a two-digit number; any other length reads
   // only the first digit. Paths 10 and above 11 are refused.
-  for (const auto& [text, want] :
-       std::initializer_list<std::pair<const char*, int32_t>>{{"11", 11},
-                                                              {"10", -1},
-                                                              {"12", -1},
-                                                              {"1a", -1},
-                                                              {"3abc", 3},
-                                                              {"7x9", 7},
-                                                              {"0", 0},
-                                                              {"09", 9},
-                                                              {"99", -1},
-                                                              {"123", 1},
-                                                              {"a1", -1},
-                                                              {" 3", -1},
-                                                              {"-1", -1},
-                                                              {"", -1}}) {
+  const std::pair<const char*, int32_t> overrides[] = {
+      {"11", 11}, {"10", -1}, {"12", -1}, {"1a", -1}, {"3abc", 3}, {"7x9", 7}, {"0", 0},
+      {"09", 9},  {"99", -1}, {"123", 1}, {"a1", -1}, {" 3", -1},  {"-1", -1}, {"", -1}};
+  for (const auto& [text, want] : overrides) {
     EXPECT_EQ(parse_code_path_override(text, static_cast<int32_t>(std::strlen(text))), want)
         << '"' << text << '"';
   }
