@@ -63,6 +63,20 @@ static_assert(code_path_of_type(1) == 2 && code_path_of_type(4) == 5);
 static_assert(code_path_of_type(5) == 7 && code_path_of_type(7) == 9);
 static_assert(code_path_of_type(9) == 11);
 
+// Every type detection can settle on (folded) has a library and a code path
+// that is not one of the gaps left to overrides.
+constexpr bool settled_types_are_served() {
+  for (int32_t t = 0; t < kProcessorTypes; ++t) {
+    const int32_t cp = code_path_of_type(fold_type(t));
+    if (kProcessorTypeTable[static_cast<std::size_t>(t)].type != t ||
+        !type_has_library(fold_type(t)) || cp == 1 || cp == 6 || cp == 10 || cp > 11) {
+      return false;
+    }
+  }
+  return !type_has_library(8) && !type_has_library(10);
+}
+static_assert(settled_types_are_served());
+
 // Catalogue messages raised while the service lock is held, printed after it
 // is released so the printer may take locks of its own.
 class PendingMessages {

@@ -7,6 +7,25 @@
 
 void conventional_caller(void);
 
+/* The values callers pass and test are fixed. */
+_Static_assert(CblasRowMajor == 101 && CblasColMajor == 102 && CblasConjTrans == 113 &&
+                   CblasLower == 122 && CblasUnit == 132 && CblasRight == 142,
+               "CBLAS enumerations");
+_Static_assert(LAPACK_ROW_MAJOR == 101 && LAPACK_TRANSPOSE_MEMORY_ERROR == -1011, "LAPACKE codes");
+_Static_assert(DFTI_DESTROY_INPUT == 28 && DFTI_NUMBER_OF_USER_THREADS == 26 &&
+                   DFTI_CCE_FORMAT == 57 && DFTI_1D_LENGTH_EXCEEDS_INT32 == 9,
+               "DFTI values");
+_Static_assert((VML_ERRMODE_DEFAULT | VML_HA) == 0x1A02 && VSL_BRNG_MCG31 == 0x100000 &&
+                   VSL_BRNG_PHILOX4X32X10 == 0x1000000 && VSL_BRNG_IABSTRACT == 0xA00000 &&
+                   VSL_RNG_METHOD_UNIFORM_STD_ACCURATE == 0x40000000,
+               "vector math and random number values");
+_Static_assert(TR_OUT_OF_MEMORY == 1503 && ZML_SPARSE_OPERATION_CONJUGATE_TRANSPOSE == 12 &&
+                   ZML_DOMAIN_DIRSOL == 4,
+               "solver, sparse and domain values");
+_Static_assert(sizeof(lapack_complex_double) == 2 * sizeof(double) &&
+                   sizeof(zml_complex16) == 2 * sizeof(double),
+               "complex types are two doubles");
+
 static void user_function(int* m, int* n, double* x, double* f) {
   (void)m;
   (void)n;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The CBLAS checks in their fixed orders (pure functions, so the batch and
-// trsm layers are covered before their drivers exist), the exact report
-// texts, that a rejected call touches no output, and the verbose trace.
+// The argument checks of the exported calls: every parameter number each
+// check can report is reached through the export (both element types), at the
+// bounds of the rules that pick it, and a rejected call writes nothing. The
+// batch and trsm checks are pure functions without an export yet.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "blas/api/cblas_layer.h"
@@ -22,49 +23,167 @@ std::string report(int p, const char* name) {
          name + ".\n";
 }
 
-TEST(CblasChecks, GemmOrder) {
-  // layout 0 and transa 0: transa is looked at first.
-  EXPECT_EQ(check_gemm(0, 0, 111, 1, 1, 1, 1, 1, 1), 2);
-  EXPECT_EQ(check_gemm(0, 111, 0, 1, 1, 1, 1, 1, 1), 3);
-  EXPECT_EQ(check_gemm(0, 111, 111, -1, -1, -1, 0, 0, 0), 4);
-  EXPECT_EQ(check_gemm(0, 111, 111, 1, -1, -1, 0, 0, 0), 5);
-  EXPECT_EQ(check_gemm(0, 111, 111, 1, 1, -1, 0, 0, 0), 6);
-  // The layout only after the dimensions, before the leading dimensions.
-  EXPECT_EQ(check_gemm(103, 111, 111, 1, 1, 1, 0, 0, 0), 1);
-  EXPECT_EQ(check_gemm(102, 113, 112, 4, 5, 6, 6, 5, 4), 0);
+// Inputs of ones, an output of sevens: a rejected call (p > 0) prints its
+// report and leaves the output as it was; an accepted one (p == 0) reports
+// nothing (the processor notice a first large multiply may print aside).
+struct Buffers {
+  std::vector<double> a = std::vector<double>(128, 1.0), b = a, out;
+  const double one[2] = {1, 0}, zero[2] = {0, 0};
+
+  template <class Call>
+  void expect(int p, const char* name, Call call) {
+    out.assign(128, 7.0);
+    const std::string printed = zml::test::capture_stdout(std::move(call));
+    if (p) {
+      EXPECT_EQ(printed, report(p, name));
+      EXPECT_EQ(out, std::vector<double>(128, 7.0)) << name;
+    } else {
+      EXPECT_EQ(printed.find("incorrect on entry"), std::string::npos) << name << printed;
+    }
+  }
+};
+
+TEST(CblasChecks, Gemm) {
+  // Layout 0 and transa 0 give 2: transa, transb and the dimensions come
+  // before the layout, the layout before the leading dimensions.
+  const struct {
+    int layout, ta, tb, m, n, k, lda, ldb, ldc, p;
+  } rows[] = {
+      {0, 0, 111, 1, 1, 1, 1, 1, 1, 2},
+      {0, 111, 0, 1, 1, 1, 1, 1, 1, 3},
+      {0, 111, 111, -1, -1, -1, 0, 0, 0, 4},
+      {0, 111, 111, 1, -1, -1, 0, 0, 0, 5},
+      {0, 111, 111, 1, 1, -1, 0, 0, 0, 6},
+      {103, 111, 111, 1, 1, 1, 0, 0, 0, 1},
+      {102, 113, 112, 4, 5, 6, 6, 5, 4, 0},
+      // Column-major: lda >= m (never below 1), ldb >= k for "N", n otherwise; ldc >= m.
+      {102, 111, 111, 0, 1, 1, 0, 1, 1, 9},
+      {102, 111, 111, 2, 3, 4, 2, 3, 2, 11},
+      {102, 111, 112, 2, 3, 4, 2, 2, 2, 11},
+      {102, 111, 112, 2, 3, 4, 2, 3, 1, 14},
+      // Row-major: lda >= k for "N", m otherwise; ldb >= n for "N", k otherwise; ldc >= n.
+      {101, 111, 111, 3, 2, 5, 4, 2, 2, 9},
+      {101, 111, 111, 3, 2, 5, 5, 2, 2, 0},
+      {101, 112, 111, 3, 2, 5, 2, 2, 2, 9},
+      {101, 112, 111, 3, 2, 5, 3, 1, 2, 11},
+      {101, 112, 112, 3, 2, 5, 3, 4, 2, 11},
+      {101, 112, 112, 3, 2, 5, 3, 5, 1, 14},
+  };
+  Buffers x;
+  for (const auto& r : rows) {
+    SCOPED_TRACE("row " + std::to_string(&r - rows));
+    const auto layout = static_cast<CBLAS_LAYOUT>(r.layout);
+    const auto ta = static_cast<CBLAS_TRANSPOSE>(r.ta), tb = static_cast<CBLAS_TRANSPOSE>(r.tb);
+    x.expect(r.p, "cblas_dgemm", [&] {
+      cblas_dgemm(layout, ta, tb, r.m, r.n, r.k, 1.0, x.a.data(), r.lda, x.b.data(), r.ldb, 0.0,
+                  x.out.data(), r.ldc);
+    });
+    x.expect(r.p, "cblas_zgemm", [&] {
+      cblas_zgemm(layout, ta, tb, r.m, r.n, r.k, x.one, x.a.data(), r.lda, x.b.data(), r.ldb,
+                  x.zero, x.out.data(), r.ldc);
+    });
+  }
 }
 
-TEST(CblasChecks, GemmLeadingDimensions) {
-  // Row-major, m 3, k 5, transa 111: lda must be at least k.
-  EXPECT_EQ(check_gemm(101, 111, 111, 3, 2, 5, 4, 2, 2), 9);
-  EXPECT_EQ(check_gemm(101, 111, 111, 3, 2, 5, 5, 2, 2), 0);
-  // Column-major m 0, lda 0: never below 1.
-  EXPECT_EQ(check_gemm(102, 111, 111, 0, 1, 1, 0, 1, 1), 9);
-  // Column-major: ldb >= k for "N", n otherwise; ldc >= m.
-  EXPECT_EQ(check_gemm(102, 111, 111, 2, 3, 4, 2, 3, 2), 11);
-  EXPECT_EQ(check_gemm(102, 111, 112, 2, 3, 4, 2, 2, 2), 11);
-  EXPECT_EQ(check_gemm(102, 111, 112, 2, 3, 4, 2, 3, 1), 14);
-  // Row-major: lda >= m when transposed, ldb >= n for "N", k otherwise, ldc >= n.
-  EXPECT_EQ(check_gemm(101, 112, 111, 3, 2, 5, 2, 2, 2), 9);
-  EXPECT_EQ(check_gemm(101, 112, 111, 3, 2, 5, 3, 1, 2), 11);
-  EXPECT_EQ(check_gemm(101, 112, 112, 3, 2, 5, 3, 4, 2), 11);
-  EXPECT_EQ(check_gemm(101, 112, 112, 3, 2, 5, 3, 5, 1), 14);
+TEST(CblasChecks, GemvAndTrsv) {
+  // The layout first: col-major lda >= m, row-major lda >= n.
+  const struct {
+    int layout, trans, m, n, lda, incx, incy, p;
+  } gemv[] = {
+      {0, 0, -1, -1, 0, 0, 0, 1},    {101, 110, -1, -1, 0, 0, 0, 2}, {101, 113, -1, -1, 0, 0, 0, 3},
+      {101, 113, 1, -1, 0, 0, 0, 4}, {102, 111, 5, 3, 4, 0, 0, 7},   {101, 111, 5, 3, 3, 0, 0, 9},
+      {101, 111, 5, 3, 2, 1, 1, 7},  {102, 111, 0, 0, 1, 1, 0, 12},  {102, 111, 0, 0, 1, -1, -1, 0},
+  };
+  Buffers x;
+  for (const auto& r : gemv) {
+    SCOPED_TRACE("gemv row " + std::to_string(&r - gemv));
+    const auto layout = static_cast<CBLAS_LAYOUT>(r.layout);
+    const auto trans = static_cast<CBLAS_TRANSPOSE>(r.trans);
+    x.expect(r.p, "cblas_dgemv", [&] {
+      cblas_dgemv(layout, trans, r.m, r.n, 1.0, x.a.data(), r.lda, x.b.data(), r.incx, 0.0,
+                  x.out.data(), r.incy);
+    });
+    x.expect(r.p, "cblas_zgemv", [&] {
+      cblas_zgemv(layout, trans, r.m, r.n, x.one, x.a.data(), r.lda, x.b.data(), r.incx, x.zero,
+                  x.out.data(), r.incy);
+    });
+  }
+  // The layout before uplo.
+  const struct {
+    int layout, uplo, trans, diag, n, lda, incx, p;
+  } trsv[] = {
+      {103, 0, 0, 0, -1, 0, 0, 1},       {101, 0, 0, 0, -1, 0, 0, 2},
+      {101, 122, 0, 0, -1, 0, 0, 3},     {101, 122, 112, 0, -1, 0, 0, 4},
+      {101, 122, 112, 132, -1, 0, 0, 5}, {101, 122, 112, 132, 0, 0, 0, 7},
+      {101, 122, 112, 132, 4, 4, 0, 9},  {102, 121, 111, 131, 4, 4, -2, 0},
+  };
+  for (const auto& r : trsv) {
+    SCOPED_TRACE("trsv row " + std::to_string(&r - trsv));
+    const auto layout = static_cast<CBLAS_LAYOUT>(r.layout);
+    const auto uplo = static_cast<CBLAS_UPLO>(r.uplo);
+    const auto trans = static_cast<CBLAS_TRANSPOSE>(r.trans);
+    const auto diag = static_cast<CBLAS_DIAG>(r.diag);
+    x.expect(r.p, "cblas_dtrsv", [&] {
+      cblas_dtrsv(layout, uplo, trans, diag, r.n, x.a.data(), r.lda, x.out.data(), r.incx);
+    });
+    x.expect(r.p, "cblas_ztrsv", [&] {
+      cblas_ztrsv(layout, uplo, trans, diag, r.n, x.a.data(), r.lda, x.out.data(), r.incx);
+    });
+  }
+  // Names are cut to twenty characters.
+  EXPECT_EQ(zml::test::capture_stdout([] { cblas_xerbla("cblas_a_name_longer_than_twenty", 3); }),
+            report(3, "cblas_a_name_longer_"));
 }
 
-TEST(CblasChecks, BatchGroups) {
+// The entries with option letters number their parameters their own way and
+// report under the six-character name.
+TEST(CblasChecks, LetterEntries) {
+  using zml::blas::zcomplex;
+  Buffers x;
+  const auto* za = reinterpret_cast<const zcomplex*>(x.a.data());
+  const auto* zone = reinterpret_cast<const zcomplex*>(x.one);
+  const auto* zzero = reinterpret_cast<const zcomplex*>(x.zero);
+  auto zout = [&] { return reinterpret_cast<zcomplex*>(x.out.data()); };
+  const struct {
+    const char* trans;
+    int32_t m, n, lda, incx, incy, p;
+  } gemv[] = {{"x", 2, 2, 2, 1, 1, 1}, {"N", -1, 2, 2, 1, 1, 2}, {"T", 2, -1, 2, 1, 1, 3},
+              {"C", 2, 2, 1, 1, 1, 6}, {"N", 2, 2, 2, 0, 1, 8},  {"N", 2, 2, 2, 1, 0, 11}};
+  for (const auto& c : gemv) {
+    x.expect(c.p, "DGEMV ", [&] {
+      zml::blas::dgemv(c.trans, &c.m, &c.n, x.one, x.a.data(), &c.lda, x.b.data(), &c.incx, x.zero,
+                       x.out.data(), &c.incy);
+    });
+    x.expect(c.p, "ZGEMV ", [&] {
+      zml::blas::zgemv(c.trans, &c.m, &c.n, zone, za, &c.lda, za, &c.incx, zzero, zout(), &c.incy);
+    });
+  }
+  const struct {
+    const char *uplo, *trans, *diag;
+    int32_t n, lda, incx, p;
+  } trsv[] = {{"x", "N", "N", 2, 2, 1, 1}, {"U", "x", "N", 2, 2, 1, 2},
+              {"L", "T", "x", 2, 2, 1, 3}, {"U", "C", "U", -1, 2, 1, 4},
+              {"L", "N", "N", 2, 1, 1, 6}, {"U", "N", "N", 2, 2, 0, 8}};
+  for (const auto& c : trsv) {
+    x.expect(c.p, "DTRSV ", [&] {
+      zml::blas::dtrsv(c.uplo, c.trans, c.diag, &c.n, x.a.data(), &c.lda, x.out.data(), &c.incx);
+    });
+    x.expect(c.p, "ZTRSV ",
+             [&] { zml::blas::ztrsv(c.uplo, c.trans, c.diag, &c.n, za, &c.lda, zout(), &c.incx); });
+  }
+}
+
+TEST(CblasChecks, BatchAndTrsmWithoutExport) {
+  // Group by group with cblas_dgemm's numbers; group_count 15, a group size 16.
   const int32_t ta[2] = {111, 111}, tb[2] = {111, 111};
   const int32_t m[2] = {2, -1}, n[2] = {2, 2}, k[2] = {2, 2};
   const int32_t ld[2] = {2, 2}, size[2] = {3, 1}, bad_size[2] = {-1, 1};
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, -1, size), 15);
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, 0, size), 0);
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, 1, size), 0);
-  // The second group's m is reported with cblas_dgemm's number.
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, 2, size), 4);
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, 1, bad_size), 16);
   EXPECT_EQ(check_gemm_batch(0, ta, tb, m, n, k, ld, ld, ld, 1, size), 1);
-}
-
-TEST(CblasChecks, TrsmOrder) {
   EXPECT_EQ(check_trsm(0, 0, 0, 0, 0, -1, -1, 0, 0), 2);
   EXPECT_EQ(check_trsm(0, 141, 0, 0, 0, -1, -1, 0, 0), 3);
   EXPECT_EQ(check_trsm(0, 141, 121, 0, 0, -1, -1, 0, 0), 4);
@@ -77,136 +196,6 @@ TEST(CblasChecks, TrsmOrder) {
   EXPECT_EQ(check_trsm(102, 142, 121, 111, 131, 4, 2, 2, 3), 12);  // col-major ldb >= m
   EXPECT_EQ(check_trsm(101, 142, 121, 111, 131, 4, 2, 2, 2), 0);   // row-major ldb >= n
   EXPECT_EQ(check_trsm(101, 142, 121, 111, 131, 4, 2, 2, 1), 12);
-}
-
-TEST(CblasChecks, GemvOrder) {
-  EXPECT_EQ(check_gemv(0, 0, -1, -1, 0, 0, 0), 1);  // layout first
-  EXPECT_EQ(check_gemv(101, 110, -1, -1, 0, 0, 0), 2);
-  EXPECT_EQ(check_gemv(101, 113, -1, -1, 0, 0, 0), 3);
-  EXPECT_EQ(check_gemv(101, 113, 1, -1, 0, 0, 0), 4);
-  EXPECT_EQ(check_gemv(102, 111, 5, 3, 4, 0, 0), 7);  // col-major lda >= m
-  EXPECT_EQ(check_gemv(101, 111, 5, 3, 3, 0, 0), 9);  // row-major lda >= n
-  EXPECT_EQ(check_gemv(101, 111, 5, 3, 2, 1, 1), 7);
-  EXPECT_EQ(check_gemv(102, 111, 0, 0, 1, 1, 0), 12);
-  EXPECT_EQ(check_gemv(102, 111, 0, 0, 1, -1, -1), 0);
-}
-
-TEST(CblasChecks, TrsvOrder) {
-  EXPECT_EQ(check_trsv(103, 0, 0, 0, -1, 0, 0), 1);  // layout before uplo
-  EXPECT_EQ(check_trsv(101, 0, 0, 0, -1, 0, 0), 2);
-  EXPECT_EQ(check_trsv(101, 122, 0, 0, -1, 0, 0), 3);
-  EXPECT_EQ(check_trsv(101, 122, 112, 0, -1, 0, 0), 4);
-  EXPECT_EQ(check_trsv(101, 122, 112, 132, -1, 0, 0), 5);
-  EXPECT_EQ(check_trsv(101, 122, 112, 132, 0, 0, 0), 7);
-  EXPECT_EQ(check_trsv(101, 122, 112, 132, 4, 4, 0), 9);
-  EXPECT_EQ(check_trsv(102, 121, 111, 131, 4, 4, -2), 0);
-}
-
-// Bad calls through the CBLAS exports and the report itself (names cut to
-// twenty characters): each prints its parameter number and name, and none
-// touches an output.
-TEST(CblasReports, BadCallsReportTheirNumberAndTouchNothing) {
-  std::vector<double> a(16, 1.0), b(16, 1.0), x(4, 1.0), y(16, 7.0);
-  const double z[2] = {1, 0};
-  const struct {
-    int p;
-    const char* name;
-    std::function<void()> call;
-  } cases[] = {
-      {1, "cblas_dgemv",
-       [&] {
-         cblas_dgemv(static_cast<CBLAS_LAYOUT>(0), CblasNoTrans, 4, 4, 1.0, a.data(), 4, x.data(),
-                     1, 0.0, y.data(), 1);
-       }},
-      {12, "cblas_zgemv",
-       [&] {
-         cblas_zgemv(CblasRowMajor, CblasConjTrans, 2, 2, z, a.data(), 2, x.data(), 1, z, y.data(),
-                     0);
-       }},
-      {1, "cblas_dtrsv",
-       [&] {
-         cblas_dtrsv(static_cast<CBLAS_LAYOUT>(103), static_cast<CBLAS_UPLO>(0), CblasNoTrans,
-                     CblasUnit, 4, a.data(), 4, x.data(), 1);
-       }},
-      {7, "cblas_ztrsv",
-       [&] {
-         cblas_ztrsv(CblasColMajor, CblasUpper, CblasNoTrans, CblasNonUnit, 2, a.data(), 1,
-                     x.data(), 1);
-       }},
-      // Layout 0 and transa 0: parameter 2, not 1.
-      {2, "cblas_dgemm",
-       [&] {
-         cblas_dgemm(static_cast<CBLAS_LAYOUT>(0), static_cast<CBLAS_TRANSPOSE>(0), CblasNoTrans, 2,
-                     2, 2, 1.0, a.data(), 2, b.data(), 2, 0.0, y.data(), 2);
-       }},
-      // Row-major m 3, k 5, transa 111, lda 4: parameter 9.
-      {9, "cblas_dgemm",
-       [&] {
-         cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, 3, 1, 5, 1.0, a.data(), 4, b.data(),
-                     1, 0.0, y.data(), 1);
-       }},
-      // Column-major m 0, lda 0: parameter 9.
-      {9, "cblas_zgemm",
-       [&] {
-         cblas_zgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, 0, 2, 2, z, a.data(), 0, b.data(),
-                     2, z, y.data(), 1);
-       }},
-      {3, "cblas_a_name_longer_",
-       [] { zml::blas::cblas::cblas_xerbla("cblas_a_name_longer_than_twenty", 3); }},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(zml::test::capture_stdout([&] { c.call(); }), report(c.p, c.name));
-  }
-  EXPECT_EQ(x, std::vector<double>(4, 1.0));
-  EXPECT_EQ(y, std::vector<double>(16, 7.0));
-}
-
-// Every argument the checked gemv and trsv entries check, in both element
-// types: the report under the six-character name, and no output touched.
-TEST(CblasReports, CheckedEntriesReportEveryParameter) {
-  std::vector<double> a(16, 1.0), x(4, 1.0), y(4, 7.0);
-  const double alpha[2] = {1, 0}, beta[2] = {0, 0};
-  const auto* za = reinterpret_cast<const zml::blas::zcomplex*>(a.data());
-  auto* zx = reinterpret_cast<zml::blas::zcomplex*>(x.data());
-  auto* zy = reinterpret_cast<zml::blas::zcomplex*>(y.data());
-  const auto* zal = reinterpret_cast<const zml::blas::zcomplex*>(alpha);
-  const auto* zbe = reinterpret_cast<const zml::blas::zcomplex*>(beta);
-  const struct {
-    const char* trans;
-    int32_t m, n, lda, incx, incy, p;
-  } gemv[] = {{"x", 2, 2, 2, 1, 1, 1}, {"N", -1, 2, 2, 1, 1, 2}, {"T", 2, -1, 2, 1, 1, 3},
-              {"C", 2, 2, 1, 1, 1, 6}, {"N", 2, 2, 2, 0, 1, 8},  {"N", 2, 2, 2, 1, 0, 11}};
-  for (const auto& c : gemv) {
-    EXPECT_EQ(zml::test::capture_stdout([&] {
-                zml::blas::dgemv(c.trans, &c.m, &c.n, alpha, a.data(), &c.lda, x.data(), &c.incx,
-                                 beta, y.data(), &c.incy);
-              }),
-              report(c.p, "DGEMV "));
-    EXPECT_EQ(zml::test::capture_stdout([&] {
-                zml::blas::zgemv(c.trans, &c.m, &c.n, zal, za, &c.lda, zx, &c.incx, zbe, zy,
-                                 &c.incy);
-              }),
-              report(c.p, "ZGEMV "));
-  }
-  const struct {
-    const char *uplo, *trans, *diag;
-    int32_t n, lda, incx, p;
-  } trsv[] = {{"x", "N", "N", 2, 2, 1, 1}, {"U", "x", "N", 2, 2, 1, 2},
-              {"L", "T", "x", 2, 2, 1, 3}, {"U", "C", "U", -1, 2, 1, 4},
-              {"L", "N", "N", 2, 1, 1, 6}, {"U", "N", "N", 2, 2, 0, 8}};
-  for (const auto& c : trsv) {
-    EXPECT_EQ(zml::test::capture_stdout([&] {
-                zml::blas::dtrsv(c.uplo, c.trans, c.diag, &c.n, a.data(), &c.lda, x.data(),
-                                 &c.incx);
-              }),
-              report(c.p, "DTRSV "));
-    EXPECT_EQ(zml::test::capture_stdout([&] {
-                zml::blas::ztrsv(c.uplo, c.trans, c.diag, &c.n, za, &c.lda, zx, &c.incx);
-              }),
-              report(c.p, "ZTRSV "));
-  }
-  EXPECT_EQ(x, std::vector<double>(4, 1.0));
-  EXPECT_EQ(y, std::vector<double>(4, 7.0));
 }
 
 // In the child (verbose mode on): a rejected dgemv is still traced, with the

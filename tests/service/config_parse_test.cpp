@@ -1,153 +1,156 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The parsing rules of the environment values, and the verbose line's text.
+// The parsing rules of the environment values, the reader's result rules and
+// the verbose line's text: the edge cases each hand-written rule can get wrong.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <climits>
+#include <cstdlib>
+#include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "service/config/env_parse.h"
 #include "service/config/verbose_line.h"
+#include "service/platform/platform.h"
+#include "service/service.h"
+#include "tests/support/child.h"
 
 namespace env = zml::serv::env;
 
-TEST(ConfigParse, ThreadCountTakesAnyNonDigitAsOneThread) {
-  EXPECT_EQ(env::thread_count("4"), 4);
-  EXPECT_EQ(env::thread_count("4x"), 1);
-  EXPECT_EQ(env::thread_count("-2"), 1);
-  EXPECT_EQ(env::thread_count(" 4"), 1);
-  EXPECT_EQ(env::thread_count(""), 1);
-  EXPECT_EQ(env::thread_count("0"), 0);
-  EXPECT_EQ(env::thread_count("0012"), 12);
-  EXPECT_EQ(env::thread_count("99999999999"), INT32_MAX);
+namespace {
+
+template <class R>
+using Rows = std::vector<std::pair<const char*, R>>;
+
+template <class R, class F>
+void expect_rows(F parse, const Rows<R>& rows) {
+  for (const auto& [text, want] : rows) EXPECT_EQ(parse(text), want) << '"' << text << '"';
+}
+
+using Domains = std::array<int32_t, 5>;  // ALL, BLAS, FFT, VML, DIRSOL
+
+}  // namespace
+
+TEST(ConfigParse, NumbersAndWords) {
+  // Any non-digit means one thread, not "unset"; long values saturate.
+  const Rows<int32_t> threads = {
+      {"4", 4}, {"4x", 1}, {" 4", 1}, {"", 1}, {"0", 0}, {"0012", 12}, {"99999999999", INT32_MAX}};
+  expect_rows(env::thread_count, threads);
+  const Rows<int32_t> dynamic = {
+      {"FALSE", 0}, {"false", 0}, {"  'false'", 0}, {"\"FALSE\" and more", 0},
+      {"False", 1}, {"0", 1},     {"falsey", 1},    {"''", 1}};
+  expect_rows(env::parse_dynamic, dynamic);
+  const Rows<int32_t> ranks = {{"4", 4},   {"0", 0}, {"4x", -1},
+                               {"-2", -1}, {"", -1}, {"99999999999", -1}};
+  expect_rows([](const char* s) { return env::parse_ranks(s, false); }, ranks);
+  const Rows<int32_t> pin_map = {{"3:0,1,2", 3}, {"3:", 3}, {"3", -1}, {":3", -1}};
+  expect_rows([](const char* s) { return env::parse_ranks(s, true); }, pin_map);
+  // Any base, the whole text, and only the value one turns it on ("010" is 8).
+  const Rows<int32_t> verbose = {{"1", 1},   {"0x1", 1}, {"0X1", 1}, {"01", 1}, {"2", 0},
+                                 {"010", 0}, {"1x", 0},  {"-1", 0},  {"", 0}};
+  expect_rows(env::parse_verbose, verbose);
 }
 
 TEST(ConfigParse, DigitsOnlyOrNothing) {
   int32_t v = -7;
   EXPECT_TRUE(env::parse_digits("12", &v));
   EXPECT_EQ(v, 12);
-  EXPECT_TRUE(env::parse_digits("0", &v));
-  EXPECT_EQ(v, 0);
   v = -7;
-  EXPECT_FALSE(env::parse_digits("", &v));
-  EXPECT_FALSE(env::parse_digits("-1", &v));
-  EXPECT_FALSE(env::parse_digits("3 ", &v));
-  EXPECT_EQ(v, -7);
+  for (const char* bad : {"", "-1", "3 "}) EXPECT_FALSE(env::parse_digits(bad, &v)) << bad;
+  EXPECT_EQ(v, -7) << "a rejected value leaves the target alone";
 }
 
-using Domains = std::array<int32_t, 5>;  // ALL, BLAS, FFT, VML, DIRSOL
-
-TEST(ConfigParse, DomainListFirstValueOfEachDomainWins) {
-  EXPECT_EQ(env::parse_domain_list("ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 3;ZML_DOMAIN_BLAS=5"),
-            (Domains{-1, 2, 3, -1, -1}));
-  EXPECT_EQ(env::parse_domain_list("ZML_DOMAIN_ALL=4:ZML_DOMAIN_VML=1 ZML_DOMAIN_DIRSOL=8"),
-            (Domains{4, -1, -1, 1, 8}));
+TEST(ConfigParse, DomainList) {
+  // The first value of at least 1 per domain wins; empty or non-digit values
+  // count as 1; names are compared exactly; any separator and gap is skipped.
+  const Rows<Domains> rows = {
+      {"ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 3;ZML_DOMAIN_BLAS=5", {-1, 2, 3, -1, -1}},
+      {"ZML_DOMAIN_ALL=4:ZML_DOMAIN_VML=1 ZML_DOMAIN_DIRSOL=8", {4, -1, -1, 1, 8}},
+      {"\"ZML_DOMAIN_BLAS=2\";'ZML_DOMAIN_FFT=4',,ZML_DOMAIN_VML\t6", {-1, 2, 4, 6, -1}},
+      {"  ZML_DOMAIN_ALL = = 5  ", {5, -1, -1, -1, -1}},
+      {"ZML_DOMAIN_FFT=x2", {-1, -1, 1, -1, -1}},
+      {"ZML_DOMAIN_FFT=,ZML_DOMAIN_VML=3", {-1, -1, 1, 3, -1}},
+      {"ZML_DOMAIN_BLAS=0 ZML_DOMAIN_BLAS=6", {-1, 6, -1, -1, -1}},
+      {"zml_domain_blas=2 ZML_DOMAIN_BLASX=3 ZML_DOMAIN_GPU=7 ZML_DOMAIN_FFT=9",
+       {-1, -1, 9, -1, -1}},
+      {"=3 , ;", {-1, -1, -1, -1, -1}}};
+  expect_rows(env::parse_domain_list, rows);
 }
 
-TEST(ConfigParse, DomainListSeparatorsAndNameValueGaps) {
-  EXPECT_EQ(env::parse_domain_list("\"ZML_DOMAIN_BLAS=2\";'ZML_DOMAIN_FFT=4',,ZML_DOMAIN_VML\t6"),
-            (Domains{-1, 2, 4, 6, -1}));
-  EXPECT_EQ(env::parse_domain_list("  ZML_DOMAIN_ALL = = 5  "), (Domains{5, -1, -1, -1, -1}));
-}
-
-TEST(ConfigParse, DomainListMalformedValues) {
-  // Empty or non-digit values count as 1; values below 1 are ignored, so a
-  // later entry for the same domain still counts.
-  EXPECT_EQ(env::parse_domain_list("ZML_DOMAIN_FFT=x2"), (Domains{-1, -1, 1, -1, -1}));
-  EXPECT_EQ(env::parse_domain_list("ZML_DOMAIN_FFT=,ZML_DOMAIN_VML=3"),
-            (Domains{-1, -1, 1, 3, -1}));
-  EXPECT_EQ(env::parse_domain_list("ZML_DOMAIN_BLAS=0 ZML_DOMAIN_BLAS=6"),
-            (Domains{-1, 6, -1, -1, -1}));
-}
-
-TEST(ConfigParse, DomainListNamesAreComparedExactly) {
-  EXPECT_EQ(env::parse_domain_list("zml_domain_blas=2 ZML_DOMAIN_BLASX=3 ZML_DOMAIN_GPU=7 "
-                                   "ZML_DOMAIN_FFT=9"),
-            (Domains{-1, -1, 9, -1, -1}));
-  EXPECT_EQ(env::parse_domain_list(""), (Domains{-1, -1, -1, -1, -1}));
-  EXPECT_EQ(env::parse_domain_list("=3 , ;"), (Domains{-1, -1, -1, -1, -1}));
-}
-
-TEST(ConfigParse, DynamicIsOffOnlyForTwoSpellingsOfFalse) {
-  EXPECT_EQ(env::parse_dynamic("FALSE"), 0);
-  EXPECT_EQ(env::parse_dynamic("false"), 0);
-  EXPECT_EQ(env::parse_dynamic("  'false'"), 0);
-  EXPECT_EQ(env::parse_dynamic("\"FALSE\" and more"), 0);
-  EXPECT_EQ(env::parse_dynamic("False"), 1);
-  EXPECT_EQ(env::parse_dynamic("0"), 1);
-  EXPECT_EQ(env::parse_dynamic("falsey"), 1);
-  EXPECT_EQ(env::parse_dynamic("true"), 1);
-  EXPECT_EQ(env::parse_dynamic("''"), 1);
-}
-
-TEST(ConfigParse, MpiRanksUseTheWholeValue) {
-  EXPECT_EQ(env::parse_ranks("4", false), 4);
-  EXPECT_EQ(env::parse_ranks("0", false), 0);
-  EXPECT_EQ(env::parse_ranks("4x", false), -1);
-  EXPECT_EQ(env::parse_ranks("-2", false), -1);
-  EXPECT_EQ(env::parse_ranks("", false), -1);
-  EXPECT_EQ(env::parse_ranks("99999999999", false), -1);
-}
-
-TEST(ConfigParse, PinMappingNumberMustBeFollowedByColon) {
-  EXPECT_EQ(env::parse_ranks("3:0,1,2", true), 3);
-  EXPECT_EQ(env::parse_ranks("3:", true), 3);
-  EXPECT_EQ(env::parse_ranks("3", true), -1);
-  EXPECT_EQ(env::parse_ranks(":3", true), -1);
-  EXPECT_EQ(env::parse_ranks("3:0", false), -1);
-}
-
-TEST(ConfigParse, VerboseIsANumberInAnyBaseThatMustBeOne) {
-  EXPECT_EQ(env::parse_verbose("1"), 1);
-  EXPECT_EQ(env::parse_verbose("0x1"), 1);
-  EXPECT_EQ(env::parse_verbose("0X1"), 1);
-  EXPECT_EQ(env::parse_verbose("01"), 1);
-  EXPECT_EQ(env::parse_verbose("0"), 0);
-  EXPECT_EQ(env::parse_verbose("2"), 0);
-  EXPECT_EQ(env::parse_verbose("010"), 0) << "octal 8";
-  EXPECT_EQ(env::parse_verbose("1x"), 0);
-  EXPECT_EQ(env::parse_verbose("-1"), 0);
-  EXPECT_EQ(env::parse_verbose(""), 0);
-}
-
-namespace {
-std::string elapsed(double s) {
-  char buf[48];
-  zml::serv::format_elapsed(s, buf, sizeof buf);
-  return buf;
-}
-}  // namespace
-
-TEST(ConfigParse, ElapsedTimeUsesTheLargestUnitAtLeastOne) {
-  EXPECT_EQ(elapsed(1.5), "1.50s");
-  EXPECT_EQ(elapsed(120.0), "120.00s");
-  EXPECT_EQ(elapsed(0.01234), "12.34ms");
-  EXPECT_EQ(elapsed(1e-3), "1.00ms");
-  EXPECT_EQ(elapsed(12.34e-6), "12.34us");
-  EXPECT_EQ(elapsed(999e-9), "999.00ns");
-  EXPECT_EQ(elapsed(5e-9), "5.00ns");
-  EXPECT_EQ(elapsed(0.0), "0.00ns");
-}
-
-TEST(ConfigParse, VerboseLineCarriesCallTimeAndSettings) {
+TEST(ConfigParse, ElapsedTimeAndVerboseLine) {
+  // Elapsed seconds, written as text here, in the largest unit that keeps them at least 1.
+  const Rows<std::string> elapsed = {{"1.5", "1.50s"},       {"0.01234", "12.34ms"},
+                                     {"1e-3", "1.00ms"},     {"12.34e-6", "12.34us"},
+                                     {"999e-9", "999.00ns"}, {"0", "0.00ns"}};
+  expect_rows(
+      [](const char* s) {
+        char buf[48];
+        zml::serv::format_elapsed(std::strtod(s, nullptr), buf, sizeof buf);
+        return std::string(buf);
+      },
+      elapsed);
   zml::serv::VerboseContext ctx;
   ctx.threads = 4;
   ctx.dynamic = 0;
-  ctx.fast_mm = 1;
   ctx.code_path = 9;
   char line[200];
-  const size_t n = zml::serv::format_verbose_line(line, sizeof line, "DSCAL(3,%p,1)", 2.5e-3, ctx);
-  const std::string want =
-      "ZML_VERBOSE DSCAL(3,%p,1) 2.50ms threads:4 dynamic:0 fast_mm:1 code_path:9\n";
+  std::string want = "ZML_VERBOSE DSCAL(3,%p,1) 2.50ms threads:4 dynamic:0 fast_mm:1 code_path:9\n";
+  EXPECT_EQ(zml::serv::format_verbose_line(line, sizeof line, "DSCAL(3,%p,1)", 2.5e-3, ctx),
+            want.size());
   EXPECT_EQ(std::string(line), want);
-  EXPECT_EQ(n, want.size());
+  // A cut line still ends the line.
+  char cut[64];
+  EXPECT_EQ(zml::serv::format_verbose_line(cut, sizeof cut, std::string(300, 'C').c_str(), 1, ctx),
+            sizeof cut - 1);
+  EXPECT_EQ(std::string(cut), "ZML_VERBOSE " + std::string(50, 'C') + "\n");
 }
 
-TEST(ConfigParse, CutVerboseLineStillEndsTheLine) {
-  zml::serv::VerboseContext ctx;
-  const std::string call(300, 'C');
-  char line[64];
-  const size_t n = zml::serv::format_verbose_line(line, sizeof line, call.c_str(), 1.0, ctx);
-  EXPECT_EQ(n, sizeof line - 1);
-  EXPECT_EQ(std::string(line), "ZML_VERBOSE " + std::string(50, 'C') + "\n");
+namespace {
+
+constexpr const char* kVar = "ZML_TEST_GETENV_VALUE";
+
+// zml_serv_getenv into a buffer filled with 'x': the result and what the buffer holds.
+std::pair<int32_t, std::string> read_into(int32_t size) {
+  char buf[16];
+  std::memset(buf, 'x', sizeof buf);
+  const int32_t n = zml_serv_getenv(kVar, buf, size);
+  return {n, std::string(buf, strnlen(buf, sizeof buf))};
+}
+
+}  // namespace
+
+TEST(ConfigGetenv, LengthOrNegatedRequiredSize) {
+  using R = std::pair<int32_t, std::string>;
+  zml::test::set_env(kVar, "1234567");
+  EXPECT_EQ(read_into(8), R(7, "1234567"));
+  // No room for the terminator: the negated size needed, and an emptied buffer.
+  EXPECT_EQ(read_into(7), R(-8, ""));
+  // A size below one only measures and leaves the buffer alone.
+  EXPECT_EQ(read_into(0), R(-8, std::string(16, 'x')));
+  EXPECT_EQ(read_into(-3), R(-8, std::string(16, 'x')));
+  EXPECT_EQ(zml_serv_getenv(kVar, nullptr, 0), -8);
+#ifndef _WIN32  // Windows cannot hold an empty variable
+  zml::test::set_env(kVar, "");
+  EXPECT_EQ(read_into(8), R(0, ""));
+#endif
+  zml::test::set_env(kVar, nullptr);
+  EXPECT_EQ(read_into(8), R(0, "")) << "absent";
+}
+
+TEST(ConfigGetenv, RestrictedProcessReadsOnlyLoaderAndLocaleNames) {
+  // The test program is not installed set-user-ID, so it reads every name.
+  EXPECT_FALSE(zml::platform::restricted_process());
+  zml::test::set_env(kVar, "abc");
+  zml::test::set_env("ZMLROOT", "/opt/zml");
+  char buf[32];
+  std::memset(buf, 'x', sizeof buf);
+  EXPECT_EQ(env::read(kVar, buf, sizeof buf, true), 0);
+  EXPECT_EQ(buf[0], '\0');
+  EXPECT_EQ(env::read("ZMLROOT", buf, sizeof buf, true), 8);
+  EXPECT_STREQ(buf, "/opt/zml");
+  EXPECT_EQ(env::read(kVar, buf, sizeof buf, false), 3);
+  zml::test::set_env(kVar, nullptr);
+  zml::test::set_env("ZMLROOT", nullptr);
 }

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Feature words, classification and the processor-type table, checked in this
-// process: against the compiler's own processor probe and against register
-// sets of processors we do not have.
+// Feature words and classification, checked in this process against the
+// compiler's own processor probe and against register sets of processors we
+// do not have; and the value parsers of the code-path variables.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
+#include <utility>
 
 #include "service/cpu/code_path.h"
 #include "service/cpu/features.h"
@@ -50,51 +52,53 @@ int32_t classify_quiet(FeatureSet f, int32_t vnni) {
   return t;
 }
 
-TEST(CpuFeatureWords, AgreeWithTheCompilersProbe) {
+TEST(CpuFeatureWords, ThisProcessorAgreesWithTheCompilersProbe) {
   __builtin_cpu_init();
   const FeatureSet f = features();
-  struct Case {
+  auto w1 = [&](uint32_t b) { return (f.word1 & b) != 0; };
+  auto w2 = [&](uint32_t b) { return (f.word2 & b) != 0; };
+  const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512cd") &&
+                      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
+                      __builtin_cpu_supports("avx512vl");
+  const struct {
     const char* name;
-    bool ours;
-    bool probe;
-  };
-  const Case cases[] = {
-      {"sse2", (f.word1 & bit::kSse2) != 0, __builtin_cpu_supports("sse2") != 0},
-      {"sse3", (f.word1 & bit::kSse3) != 0, __builtin_cpu_supports("sse3") != 0},
-      {"ssse3", (f.word1 & bit::kSsse3) != 0, __builtin_cpu_supports("ssse3") != 0},
-      {"sse4.1", (f.word1 & bit::kSse41) != 0, __builtin_cpu_supports("sse4.1") != 0},
-      {"sse4.2", (f.word1 & bit::kSse42) != 0, __builtin_cpu_supports("sse4.2") != 0},
-      {"popcnt", (f.word1 & bit::kPopcnt) != 0, __builtin_cpu_supports("popcnt") != 0},
-      {"avx", (f.word1 & bit::kAvx) != 0, __builtin_cpu_supports("avx") != 0},
-      {"avx2", (f.word1 & bit::kAvx2) != 0, __builtin_cpu_supports("avx2") != 0},
-      {"fma", (f.word1 & bit::kFma) != 0, __builtin_cpu_supports("fma") != 0},
-      {"bmi", (f.word1 & bit::kBmi1) != 0, __builtin_cpu_supports("bmi") != 0},
-      {"bmi2", (f.word1 & bit::kBmi2) != 0, __builtin_cpu_supports("bmi2") != 0},
-      {"avx512f", (f.word1 & bit::kAvx512F) != 0, __builtin_cpu_supports("avx512f") != 0},
-      {"avx512cd", (f.word1 & bit::kAvx512Cd) != 0, __builtin_cpu_supports("avx512cd") != 0},
-      {"avx512dq+bw", (f.word2 & bit::kAvx512DqBw) != 0,
+    bool ours, probe;
+  } cases[] = {
+      {"sse2", w1(bit::kSse2), __builtin_cpu_supports("sse2") != 0},
+      {"sse3", w1(bit::kSse3), __builtin_cpu_supports("sse3") != 0},
+      {"ssse3", w1(bit::kSsse3), __builtin_cpu_supports("ssse3") != 0},
+      {"sse4.1", w1(bit::kSse41), __builtin_cpu_supports("sse4.1") != 0},
+      {"sse4.2", w1(bit::kSse42), __builtin_cpu_supports("sse4.2") != 0},
+      {"popcnt", w1(bit::kPopcnt), __builtin_cpu_supports("popcnt") != 0},
+      {"avx", w1(bit::kAvx), __builtin_cpu_supports("avx") != 0},
+      {"avx2", w1(bit::kAvx2), __builtin_cpu_supports("avx2") != 0},
+      {"fma", w1(bit::kFma), __builtin_cpu_supports("fma") != 0},
+      {"bmi", w1(bit::kBmi1), __builtin_cpu_supports("bmi") != 0},
+      {"bmi2", w1(bit::kBmi2), __builtin_cpu_supports("bmi2") != 0},
+      {"avx512f", w1(bit::kAvx512F), __builtin_cpu_supports("avx512f") != 0},
+      {"avx512cd", w1(bit::kAvx512Cd), __builtin_cpu_supports("avx512cd") != 0},
+      {"avx512dq+bw", w2(bit::kAvx512DqBw),
        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw")},
-      {"avx512vl", (f.word2 & bit::kAvx512Vl) != 0, __builtin_cpu_supports("avx512vl") != 0},
-      {"avx512vnni", (f.word2 & bit::kAvx512Vnni) != 0, __builtin_cpu_supports("avx512vnni") != 0},
+      {"avx512vl", w2(bit::kAvx512Vl), __builtin_cpu_supports("avx512vl") != 0},
+      {"avx512vnni", w2(bit::kAvx512Vnni), __builtin_cpu_supports("avx512vnni") != 0},
   };
-  for (const Case& c : cases) EXPECT_EQ(c.ours, c.probe) << c.name;
+  for (const auto& c : cases) EXPECT_EQ(c.ours, c.probe) << c.name;
   EXPECT_EQ(zml::serv::feature_word(), f.word1);
   EXPECT_EQ(zml::serv::feature_word2(), f.word2);
   // The VNNI answer keeps CPUID's bit value; the feature bit also needs OS state.
   const int32_t vnni = vnni_present();
   EXPECT_TRUE(vnni == 0 || vnni == 0x800) << vnni;
-  if (f.word2 & bit::kAvx512Vnni) {
+  if (w2(bit::kAvx512Vnni)) {
     EXPECT_EQ(vnni, 0x800);
   }
-}
-
-TEST(CpuFeatureWords, FilledWordsAreNeverZero) {
-  // A zero word asks for detection again, so even a processor with nothing
-  // in word 2 must leave it non-zero once filled.
-  const FeatureSet bare = features_from(CpuidRegs{});
-  EXPECT_NE(bare.word1, 0u);
-  EXPECT_NE(bare.word2, 0u);
-  EXPECT_FALSE(bare.contains(mark(Level::kSse2)));
+  const int32_t type = classify_quiet(f, vnni);
+  if (avx512) {
+    EXPECT_EQ(type, __builtin_cpu_supports("avx512vnni") ? 11 : 9);
+  } else if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
+    EXPECT_EQ(type, 7);
+  } else {
+    EXPECT_LE(type, 6);
+  }
 }
 
 TEST(CpuFeatureWords, VectorBitsNeedTheOperatingSystemsState) {
@@ -136,14 +140,11 @@ TEST(CpuFeatureWords, MasksNeedEveryCompanion) {
   CpuidRegs old = regs(kAvx2Ecx, kL7Avx512);
   old.max_leaf = 6;
   EXPECT_FALSE(features_from(old).contains(mark(Level::kAvx2)));
-}
-
-TEST(CpuFeatureWords, ManyCoreLineIsApartFromTheCoreLine) {
+  // The many-core AVX-512 line is apart from the core line.
   const FeatureSet many = features_from(regs(kAvx2Ecx, kL7ManyCore, kL7EcxPrefetchWt1));
   EXPECT_TRUE(many.contains(kManyCore));
   EXPECT_FALSE(many.contains(mark(Level::kAvx512)));
-  const FeatureSet core = features_from(regs(kAvx2Ecx, kL7Avx512, kL7EcxVnni));
-  EXPECT_FALSE(core.contains(kManyCore));
+  EXPECT_FALSE(features_from(regs(kAvx2Ecx, kL7Avx512, kL7EcxVnni)).contains(kManyCore));
 }
 
 TEST(CpuClassification, EachGenerationGetsItsType) {
@@ -161,9 +162,14 @@ TEST(CpuClassification, EachGenerationGetsItsType) {
 }
 
 TEST(CpuClassification, NoSse2FailsWithTheMinimumRequirementMessages) {
+  // A zero word asks for detection again, so even a processor with nothing
+  // must leave both words non-zero once filled.
+  const FeatureSet bare = features_from(CpuidRegs{});
+  EXPECT_NE(bare.word1, 0u);
+  EXPECT_NE(bare.word2, 0u);
   int32_t failed = 0;
   PendingMessages messages;
-  EXPECT_EQ(classify(features_from(CpuidRegs{}), 0, &failed, &messages), -1);
+  EXPECT_EQ(classify(bare, 0, &failed, &messages), -1);
   EXPECT_EQ(failed, 1);
   const std::string out = zml::test::capture_stdout([&] { messages.print(); });
   EXPECT_EQ(out,
@@ -173,84 +179,22 @@ TEST(CpuClassification, NoSse2FailsWithTheMinimumRequirementMessages) {
             "instructions.\n");
 }
 
-TEST(CpuClassification, ThisProcessorMatchesTheCompilersProbe) {
-  __builtin_cpu_init();
-  const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512cd") &&
-                      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
-                      __builtin_cpu_supports("avx512vl");
-  const int32_t t = classify_quiet(features(), vnni_present());
-  if (avx512 && __builtin_cpu_supports("avx512vnni")) {
-    EXPECT_EQ(t, 11);
-  } else if (avx512) {
-    EXPECT_EQ(t, 9);
-  } else if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
-    EXPECT_EQ(t, 7);
-  } else {
-    EXPECT_LE(t, 6);
+TEST(CpuParse, OverrideAndCapKeywordsAndDetectArguments) {
+  // A two-character override is a two-digit number; any other length reads
+  // only the first digit. Paths 10 and above 11 are refused.
+  const std::pair<const char*, int32_t> overrides[] = {
+      {"11", 11}, {"10", -1}, {"12", -1}, {"1a", -1}, {"3abc", 3}, {"7x9", 7}, {"0", 0},
+      {"09", 9},  {"99", -1}, {"123", 1}, {"a1", -1}, {" 3", -1},  {"-1", -1}, {"", -1}};
+  for (const auto& [text, want] : overrides) {
+    EXPECT_EQ(parse_code_path_override(text, static_cast<int32_t>(std::strlen(text))), want)
+        << '"' << text << '"';
   }
-}
-
-TEST(CpuProcessorTypes, CodePathsKeepTheirGaps) {
-  const int32_t expected[kProcessorTypes] = {0, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13};
-  for (int32_t t = 0; t < kProcessorTypes; ++t) {
-    EXPECT_EQ(code_path_of_type(t), expected[t]) << "type " << t;
-    EXPECT_EQ(kProcessorTypeTable[static_cast<size_t>(t)].type, t);
-  }
-  EXPECT_EQ(code_path_of_type(-1), -1);
-  // What detection can store: folded types with a library row.
-  for (int32_t t = 0; t < kProcessorTypes; ++t) {
-    const int32_t p = fold_type(t);
-    ASSERT_TRUE(type_has_library(p)) << t;
-    const int32_t cp = code_path_of_type(p);
-    EXPECT_TRUE(cp != 1 && cp != 6 && cp != 10 && cp <= 11) << "type " << t << " cp " << cp;
-  }
-}
-
-TEST(CpuProcessorTypes, ManyCoreRowsHaveNoLibraryAndFoldOntoAvx2) {
-  for (int32_t t : {8, 10}) {
-    EXPECT_FALSE(type_has_library(t));
-    EXPECT_EQ(fold_type(t), 7);
-  }
-  EXPECT_EQ(fold_type(11), 9);
-  EXPECT_FALSE(type_has_library(-1));
-  EXPECT_FALSE(type_has_library(12));
-  EXPECT_STREQ(kProcessorTypeTable[11].core_library, kProcessorTypeTable[9].core_library);
-}
-
-TEST(CpuDetectArguments, OnlyOneAndMinusOneAreAnswered) {
-  EXPECT_EQ(zml_serv_cpu_detect(0), -2);
-  EXPECT_EQ(zml_serv_cpu_detect(2), -2);
-  EXPECT_EQ(zml_serv_cpu_detect(-2), -2);
-}
-
-TEST(CpuOverrideParse, ValuesAreReadAsWritten) {
-  struct Case {
-    const char* value;
-    int32_t expected;
-  };
-  const Case cases[] = {
-      {"11", 11}, {"10", -1}, {"12", -1}, {"1a", -1}, {"3", 3},   {"3abc", 3}, {"7x9", 7},
-      {"0", 0},   {"09", 9},  {"99", -1}, {"123", 1}, {"a1", -1}, {" 3", -1},  {"-1", -1},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(parse_code_path_override(c.value, static_cast<int32_t>(std::string(c.value).size())),
-              c.expected)
-        << '"' << c.value << '"';
-  }
-  EXPECT_EQ(parse_code_path_override("", 0), -1);
-}
-
-TEST(CpuInstructionCapKeywords, MatchExactlyInTheirOrder) {
-  EXPECT_EQ(instruction_cap_code("AVX512_E1"), 6);
-  EXPECT_EQ(instruction_cap_code("AVX512_MIC_E1"), 5);
-  EXPECT_EQ(instruction_cap_code("AVX512"), 4);
-  EXPECT_EQ(instruction_cap_code("AVX512_MIC"), 3);
-  EXPECT_EQ(instruction_cap_code("AVX2"), 2);
-  EXPECT_EQ(instruction_cap_code("AVX"), 1);
-  EXPECT_EQ(instruction_cap_code("SSE4_2"), 0);
+  // Cap keywords match exactly (their codes are checked in cpu_environment_test).
   for (const char* bad : {"avx2", "AVX2 ", "AVX5", "SSE4_1", "", "AVX512_E"}) {
     EXPECT_EQ(instruction_cap_code(bad), -1) << '"' << bad << '"';
   }
+  // Only 1 (read) and -1 (the word) are answered.
+  for (int32_t what : {0, 2, -2}) EXPECT_EQ(zml_serv_cpu_detect(what), -2) << what;
 }
 
 }  // namespace

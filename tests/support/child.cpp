@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 
 #ifdef _WIN32
@@ -36,6 +37,29 @@ std::string ChildResult::value(const std::string& key) const {
 bool ChildResult::has(const std::string& key) const {
   const std::string tag = "@@ " + key + " ";
   return out.find(tag) != std::string::npos;
+}
+
+std::string ChildResult::mismatches(const std::string& expected) const {
+  std::istringstream in(expected);
+  std::string word, wrong;
+  while (in >> word) {
+    const size_t eq = word.find('=');
+    const std::string key = word.substr(0, eq), got = value(key);
+    if (got != word.substr(eq + 1)) wrong += key + "=<" + got + "> ";
+  }
+  return wrong;
+}
+
+void set_env(const char* name, const char* value) {
+#ifdef _WIN32
+  _putenv_s(name, value ? value : "");  // an empty value removes it there
+#else
+  if (value) {
+    setenv(name, value, 1);
+  } else {
+    unsetenv(name);
+  }
+#endif
 }
 
 void emit(const std::string& key, const std::string& value) {

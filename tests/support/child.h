@@ -16,7 +16,13 @@ struct ChildResult {
   // Value of the child's line "@@ key value" (see emit), or "" when absent.
   std::string value(const std::string& key) const;
   bool has(const std::string& key) const;
+  // The words "key=value" of `expected` that the child did not emit as such,
+  // each written "key=<what it emitted>"; empty when all match.
+  std::string mismatches(const std::string& expected) const;
 };
+
+// Sets a variable of this process; a null value removes it.
+void set_env(const char* name, const char* value);
 
 // Runs test `name` (e.g. "EnvOnce.DISABLED_ChildNumThreads") of the current
 // program in a child with `env` added to the environment; an empty value unsets
