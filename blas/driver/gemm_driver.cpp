@@ -4,11 +4,10 @@
 // update), the striped region, and the hand-over to a threaded driver.
 #include "blas/driver/gemm_driver.h"
 
-#include <omp.h>
-
 #include <atomic>
 
 #include "service/service.h"
+#include "service/threading/team.h"
 
 namespace zml::blas {
 
@@ -104,12 +103,10 @@ void striped(int32_t threads, int32_t transa, int32_t transb, int32_t m, int32_t
              int32_t ldc) {
   const char* ta = trans_letter(transa);
   const char* tb = trans_letter(transb);
-#pragma omp parallel num_threads(threads)
-  {
-    const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
+  serv::run_team(threads, [&](int32_t team, int32_t id) {
     gemm_grid_member(team, id, gemm_grid(team, m, n), ta, tb, m, n, k, alpha, a, lda, b, ldb, beta,
                      c, ldc);
-  }
+  });
 }
 
 inline gemm_scalar scalar_of(const double* v) { return {*v, 0.0}; }
@@ -138,16 +135,16 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
     }
   }
   if (serv::num_stripes() > 0) {
-    shapes.striped(zml_serv_domain_get_max_threads(serv::kDomainBlas), ta, tb, m, n, k, alpha, a,
-                   lda, b, ldb, beta, c, ldc);
+    shapes.striped(serv::team_size(serv::kDomainBlas), ta, tb, m, n, k, alpha, a, lda, b, ldb, beta,
+                   c, ldc);
     return;
   }
   if (gemm_driver_generation() != 2) {
     shapes.v1(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
     return;
   }
-  const int32_t t = gemm_v2_thread_choice(
-      zml_serv_get_code_path(), zml_serv_domain_get_max_threads(serv::kDomainBlas), m, n, k);
+  const int32_t t =
+      gemm_v2_thread_choice(zml_serv_get_code_path(), serv::team_size(serv::kDomainBlas), m, n, k);
   if (t <= 1) {
     gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
     return;

@@ -93,7 +93,7 @@ void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const 
 inline bool gemm_rank1_copies_x(int32_t incx, int32_t m) { return incx != 1 && m > 64; }
 int64_t gemm_rank1_copies_made();
 
-// ---- rank-1 update: C := beta*C + alpha*x*y^T (beta == 0 overwrites C) -------
+// ---- rank-1 update (gemm_rank1.cpp): C := beta*C + alpha*x*y^T, beta == 0 overwrites C
 // Increments are positive (they come from leading dimensions or are 1).
 // The complex form conjugates x and/or y on the fly when asked.
 void zml_blas_dgemmger(int32_t m, int32_t n, double alpha, const double* x, int32_t incx,
@@ -103,7 +103,7 @@ void zml_blas_zgemmger(int32_t m, int32_t n, zcomplex alpha, const zcomplex* x, 
                        zcomplex* c, int32_t ldc);
 // Team size of the rank-1 update: columns are split once each member gets
 // enough of C to stream.
-int32_t gemmger_thread_choice(int32_t T, int32_t m, int32_t n, bool complex);
+int32_t rank1_thread_choice(int32_t T, int32_t m, int32_t n, bool complex);
 // The region: `threads` members, each updating its own columns.
 void zml_blas_dgemmger_omp(int32_t threads, int32_t m, int32_t n, double alpha, const double* x,
                            int32_t incx, const double* y, int32_t incy, double beta, double* c,
