@@ -89,12 +89,6 @@ TEST(GemmRouting, RowOfCWithLargeLdcLeavesOtherRowsAlone) {
 
 // ---- the contiguous copy of x for k = 1 -----------------------------------------
 
-TEST(GemmRank1Copy, DecisionIsStridedAndLongerThan64) {
-  EXPECT_TRUE(zml::blas::gemm_rank1_copies_x(7, 65));
-  EXPECT_FALSE(zml::blas::gemm_rank1_copies_x(7, 64));
-  EXPECT_FALSE(zml::blas::gemm_rank1_copies_x(1, 1000));
-}
-
 // Copies made by one k = 1 call with transa `ta`, lda 7, m rows, n 5.
 template <class T>
 int64_t copies_for(char ta, int32_t m, int32_t lda) {
