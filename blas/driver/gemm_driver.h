@@ -73,18 +73,18 @@ GemmV1Choice gemm_v1_choice(bool complex, int32_t code_path, int32_t T, int32_t 
 
 // m == 1: the row of C through gemv; n == 1: the column of C through gemv.
 // Complex conjugations of op(A) or op(B) are folded into the gemv call.
-void dgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                    double* c, int32_t ldc);
-void zgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
-                    const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                    const zcomplex* beta, zcomplex* c, int32_t ldc);
-void dgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                    double* c);
-void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
-                    const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                    const zcomplex* beta, zcomplex* c);
+void gemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
+                   const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                   double* c, int32_t ldc);
+void gemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
+                   const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
+                   const zcomplex* beta, zcomplex* c, int32_t ldc);
+void gemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
+                   const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                   double* c);
+void gemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
+                   const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
+                   const zcomplex* beta, zcomplex* c);
 
 // k == 1: whether x (increment incx, m elements) is first copied to a
 // contiguous temporary, and how many such copies this process has made

@@ -169,27 +169,6 @@ int64_t last_level_cache() {
   return cs.l3 > 0 ? cs.l3 : cs.l2;
 }
 
-inline void row_gemv(int32_t ta, int32_t tb, int32_t n, int32_t k, const double* alpha,
-                     const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                     double* c, int32_t ldc) {
-  dgemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-}
-inline void row_gemv(int32_t ta, int32_t tb, int32_t n, int32_t k, const zcomplex* alpha,
-                     const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                     const zcomplex* beta, zcomplex* c, int32_t ldc) {
-  zgemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-}
-inline void col_gemv(int32_t ta, int32_t tb, int32_t m, int32_t k, const double* alpha,
-                     const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                     double* c) {
-  dgemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
-}
-inline void col_gemv(int32_t ta, int32_t tb, int32_t m, int32_t k, const zcomplex* alpha,
-                     const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                     const zcomplex* beta, zcomplex* c) {
-  zgemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
-}
-
 // Both precisions' driver. Complex data have no shared-copy regions: their
 // routes fall to the plain row and column splits.
 template <class T>
@@ -217,10 +196,10 @@ void gemm_omp_driver_v1(const char* transa, const char* transb, const int32_t* m
   }
   switch (ch.route) {
     case GemmV1Route::kRowGemv:
-      row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+      gemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
       return;
     case GemmV1Route::kColGemv:
-      col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
+      gemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
       return;
     case GemmV1Route::kSerial:
       gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
