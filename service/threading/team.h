@@ -12,13 +12,13 @@
 
 namespace zml::serv {
 
-// The largest team a region asks for: the runtime's thread limit, and at most
+// The largest team a region asks for: the runtime's thread limit, and
 // kTeamsPerProcessor members per logical processor this process may use.
-// Beyond a few members per processor a team only adds context switches, while
-// a setting such as 100000 threads makes the runtime fail to create them and
-// end the process. The factor still lets a caller oversubscribe on purpose
-// (a team of 3 or 7 on two processors splits work as it would on a larger
-// machine, which is how uneven splits are exercised).
+// Four leaves room for teams larger than the machine (the tests split work 3
+// or 7 ways on two processors, as a larger machine would) while staying far
+// below the counts at which the runtime cannot create its threads and ends
+// the process (a setting of 100000 did); beyond a few members per processor
+// a team only adds context switches.
 inline constexpr int32_t kTeamsPerProcessor = 4;
 int32_t team_cap();
 
