@@ -238,8 +238,8 @@ TEST(ThreadsTeam, EveryMemberRunsOnceWithinTheCap) {
   }
 }
 
-// Only the first outer thread enters the team: a body barrier bound to the
-// outer team instead of the serialised one would never be passed.
+// Only the first outer thread enters the team, so a body barrier bound to
+// the outer team instead of the serialised one would be mismatched.
 TEST(ThreadsTeam, NestedTeamRunsSerialisedWithItsOwnBarrier) {
   if (omp_get_max_active_levels() > 1) GTEST_SKIP() << "nested regions may fork here";
   int outer = 0, inner = 0;
