@@ -4,15 +4,27 @@
 
 #include <omp.h>
 
+#include <atomic>
+
 #include "service/threading/threading.h"
 
 namespace zml::serv {
 
+namespace {
+// Neither the thread limit nor the processors change during the process: the
+// cap is computed once (0 until then; racing first calls store the same value).
+std::atomic<int32_t> g_cap{0};
+}  // namespace
+
 int32_t team_cap() {
+  int32_t cap = g_cap.load(std::memory_order_relaxed);
+  if (cap > 0) return cap;
   const int64_t by_processors = int64_t{kTeamsPerProcessor} * topology_record().logical;
   const int64_t limit = omp_get_thread_limit();
-  const int64_t cap = limit < by_processors ? limit : by_processors;
-  return cap > 1 ? static_cast<int32_t>(cap) : 1;
+  const int64_t bound = limit < by_processors ? limit : by_processors;
+  cap = bound > 1 ? static_cast<int32_t>(bound) : 1;
+  g_cap.store(cap, std::memory_order_relaxed);
+  return cap;
 }
 
 int32_t team_size(Domain domain) {
