@@ -119,6 +119,8 @@ bool fast_mm_enabled();
 // ---- Threading (service/threading/) -------------------------------------------
 
 // How many threads a driver of `domain` may use now (always at least 1).
+// Drivers open their teams through service/threading/team.h, which caps this
+// count at what the OpenMP runtime can start.
 int32_t zml_serv_domain_get_max_threads(int32_t domain);
 
 namespace zml::serv {

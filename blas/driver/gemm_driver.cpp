@@ -4,11 +4,11 @@
 // update), the striped region, and the hand-over to a threaded driver.
 #include "blas/driver/gemm_driver.h"
 
-#include <omp.h>
-
 #include <atomic>
+#include <type_traits>
 
 #include "service/service.h"
+#include "service/threading/team.h"
 
 namespace zml::blas {
 
@@ -64,9 +64,9 @@ int32_t col_inc(int32_t transb, int32_t ldb) { return transb == 0 ? 1 : ldb; }
 
 // k == 1: C := beta*C + alpha*x*y^T, x the column of op(A) and y the row of
 // op(B). A strided x longer than 64 elements is made contiguous first.
-template <class T, class Ger>
+template <class T>
 void rank1(int32_t transa, int32_t transb, int32_t m, int32_t n, const T* alpha, const T* a,
-           int32_t lda, const T* b, int32_t ldb, const T* beta, T* c, int32_t ldc, Ger ger) {
+           int32_t lda, const T* b, int32_t ldb, const T* beta, T* c, int32_t ldc) {
   int32_t incx = transa == 0 ? 1 : lda;
   const int32_t incy = transb == 0 ? ldb : 1;
   bool conj_x = transa == 2;
@@ -90,7 +90,11 @@ void rank1(int32_t transa, int32_t transb, int32_t m, int32_t n, const T* alpha,
       conj_x = false;
     }
   }
-  ger(m, n, *alpha, x, incx, conj_x, b, incy, conj_y, *beta, c, ldc);
+  if constexpr (std::is_same_v<T, zcomplex>) {
+    zml_blas_zgemmger(m, n, *alpha, x, incx, conj_x, b, incy, conj_y, *beta, c, ldc);
+  } else {
+    zml_blas_dgemmger(m, n, *alpha, x, incx, b, incy, *beta, c, ldc);
+  }
   if (tmp != nullptr) serv::aligned_free(tmp);
 }
 
@@ -104,50 +108,58 @@ void striped(int32_t threads, int32_t transa, int32_t transb, int32_t m, int32_t
              int32_t ldc) {
   const char* ta = trans_letter(transa);
   const char* tb = trans_letter(transb);
-#pragma omp parallel num_threads(threads)
-  {
-    const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
+  serv::run_team(threads, [&](int32_t team, int32_t id) {
     gemm_grid_member(team, id, gemm_grid(team, m, n), ta, tb, m, n, k, alpha, a, lda, b, ldb, beta,
                      c, ldc);
-  }
+  });
 }
 
 inline gemm_scalar scalar_of(const double* v) { return {*v, 0.0}; }
 inline gemm_scalar scalar_of(const zcomplex* v) { return {v->real(), v->imag()}; }
 
-template <class T, class Shapes>
+template <class T>
 void gemm_driver(const char* transa, const char* transb, const int32_t* m_, const int32_t* n_,
                  const int32_t* k_, const T* alpha, const T* a, const int32_t* lda_, const T* b,
-                 const int32_t* ldb_, const T* beta, T* c, const int32_t* ldc_, Shapes shapes) {
+                 const int32_t* ldb_, const T* beta, T* c, const int32_t* ldc_) {
   const int32_t m = *m_, n = *n_, k = *k_;
   if (m <= 0 || n <= 0) return;
   const int32_t ta = trans_code(transa), tb = trans_code(transb);
   const int32_t lda = *lda_, ldb = *ldb_, ldc = *ldc_;
   if (k != 0) {
     if (m == 1) {
-      shapes.row(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+      gemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
       return;
     }
     if (n == 1) {
-      shapes.col(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
+      gemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
       return;
     }
     if (k == 1) {
-      shapes.rank1(ta, tb, m, n, alpha, a, lda, b, ldb, beta, c, ldc);
+      rank1(ta, tb, m, n, alpha, a, lda, b, ldb, beta, c, ldc);
       return;
     }
   }
   if (serv::num_stripes() > 0) {
-    shapes.striped(zml_serv_domain_get_max_threads(serv::kDomainBlas), ta, tb, m, n, k, alpha, a,
-                   lda, b, ldb, beta, c, ldc);
+    const int32_t team = serv::team_size(serv::kDomainBlas);
+    if constexpr (std::is_same_v<T, zcomplex>) {
+      _zml_blas_zgemm(team, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+    } else {
+      _zml_blas_dgemm(team, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+    }
     return;
   }
   if (gemm_driver_generation() != 2) {
-    shapes.v1(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
+    if constexpr (std::is_same_v<T, zcomplex>) {
+      zml_blas_zgemm_omp_driver_v1(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c,
+                                   ldc_);
+    } else {
+      zml_blas_dgemm_omp_driver_v1(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c,
+                                   ldc_);
+    }
     return;
   }
-  const int32_t t = gemm_v2_thread_choice(
-      zml_serv_get_code_path(), zml_serv_domain_get_max_threads(serv::kDomainBlas), m, n, k);
+  const int32_t t =
+      gemm_v2_thread_choice(zml_serv_get_code_path(), serv::team_size(serv::kDomainBlas), m, n, k);
   if (t <= 1) {
     gemm_serial(transa, transb, m_, n_, k_, alpha, a, lda_, b, ldb_, beta, c, ldc_);
     return;
@@ -161,74 +173,15 @@ void gemm_driver(const char* transa, const char* transb, const int32_t* m_, cons
   gemm_omp_driver_v2(t, da, db, dc, ta, tb, scalar_of(alpha), scalar_of(beta));
 }
 
-struct RealShapes {
-  void row(int32_t ta, int32_t tb, int32_t n, int32_t k, const double* alpha, const double* a,
-           int32_t lda, const double* b, int32_t ldb, const double* beta, double* c,
-           int32_t ldc) const {
-    dgemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-  void col(int32_t ta, int32_t tb, int32_t m, int32_t k, const double* alpha, const double* a,
-           int32_t lda, const double* b, int32_t ldb, const double* beta, double* c) const {
-    dgemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
-  }
-  void rank1(int32_t ta, int32_t tb, int32_t m, int32_t n, const double* alpha, const double* a,
-             int32_t lda, const double* b, int32_t ldb, const double* beta, double* c,
-             int32_t ldc) const {
-    zml::blas::rank1(ta, tb, m, n, alpha, a, lda, b, ldb, beta, c, ldc,
-                     [](int32_t mm, int32_t nn, double al, const double* x, int32_t ix, bool,
-                        const double* y, int32_t iy, bool, double be, double* cc,
-                        int32_t lc) { zml_blas_dgemmger(mm, nn, al, x, ix, y, iy, be, cc, lc); });
-  }
-  void v1(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
-          const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
-          const double* b, const int32_t* ldb, const double* beta, double* c,
-          const int32_t* ldc) const {
-    zml_blas_dgemm_omp_driver_v1(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-  void striped(int32_t threads, int32_t ta, int32_t tb, int32_t m, int32_t n, int32_t k,
-               const double* alpha, const double* a, int32_t lda, const double* b, int32_t ldb,
-               const double* beta, double* c, int32_t ldc) const {
-    _zml_blas_dgemm(threads, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-};
-
-struct ComplexShapes {
-  void row(int32_t ta, int32_t tb, int32_t n, int32_t k, const zcomplex* alpha, const zcomplex* a,
-           int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c,
-           int32_t ldc) const {
-    zgemm_row_gemv(ta, tb, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-  void col(int32_t ta, int32_t tb, int32_t m, int32_t k, const zcomplex* alpha, const zcomplex* a,
-           int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c) const {
-    zgemm_col_gemv(ta, tb, m, k, alpha, a, lda, b, ldb, beta, c);
-  }
-  void rank1(int32_t ta, int32_t tb, int32_t m, int32_t n, const zcomplex* alpha, const zcomplex* a,
-             int32_t lda, const zcomplex* b, int32_t ldb, const zcomplex* beta, zcomplex* c,
-             int32_t ldc) const {
-    zml::blas::rank1(ta, tb, m, n, alpha, a, lda, b, ldb, beta, c, ldc, zml_blas_zgemmger);
-  }
-  void v1(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
-          const int32_t* k, const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
-          const zcomplex* b, const int32_t* ldb, const zcomplex* beta, zcomplex* c,
-          const int32_t* ldc) const {
-    zml_blas_zgemm_omp_driver_v1(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-  void striped(int32_t threads, int32_t ta, int32_t tb, int32_t m, int32_t n, int32_t k,
-               const zcomplex* alpha, const zcomplex* a, int32_t lda, const zcomplex* b,
-               int32_t ldb, const zcomplex* beta, zcomplex* c, int32_t ldc) const {
-    _zml_blas_zgemm(threads, ta, tb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-  }
-};
-
 }  // namespace
 
 int64_t gemm_rank1_copies_made() { return g_rank1_copies.load(std::memory_order_relaxed); }
 
 // m == 1: C(0, :) := alpha * op(B)^T * x + beta * C(0, :), x the row of op(A).
 // op(B)^T is B used transposed for 'N' and B itself for 'T'.
-void dgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                    double* c, int32_t ldc) {
+void gemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
+                   const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                   double* c, int32_t ldc) {
   if (transb == 0) {
     gemv_call(1, k, n, alpha, b, ldb, a, row_inc(transa, lda), beta, c, ldc);
   } else {
@@ -241,9 +194,9 @@ void dgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const 
 //   plain M: y := alpha*M*x (x conjugated chunk-wise when asked);
 //   conj(B): conj(y) := conj(alpha)*B*conj(x) + conj(beta)*conj(y), so y is
 //   conjugated in place around a plain product (y is C's row: ours to write).
-void zgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
-                    const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                    const zcomplex* beta, zcomplex* c, int32_t ldc) {
+void gemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
+                   const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
+                   const zcomplex* beta, zcomplex* c, int32_t ldc) {
   const int32_t incx = row_inc(transa, lda);
   const bool conj_x = transa == 2;
   const int32_t trans = transb == 0 ? 1 : 0;
@@ -267,18 +220,18 @@ void zgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const 
 }
 
 // n == 1: C(:, 0) := alpha * op(A) * x + beta * C(:, 0), x the column of op(B).
-void dgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                    double* c) {
+void gemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
+                   const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                   double* c) {
   const int32_t rows = transa == 0 ? m : k, cols = transa == 0 ? k : m;
   gemv_call(transa, rows, cols, alpha, a, lda, b, col_inc(transb, ldb), beta, c, 1);
 }
 
 // The complex column: op(A) is gemv's own transposition; a conjugated column
 // of op(B) (transb 'C') is conjugated chunk-wise.
-void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
-                    const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                    const zcomplex* beta, zcomplex* c) {
+void gemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
+                   const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
+                   const zcomplex* beta, zcomplex* c) {
   const int32_t rows = transa == 0 ? m : k, cols = transa == 0 ? k : m;
   if (transb == 2) {
     zgemv_conj_x(transa, rows, cols, alpha, a, lda, b, col_inc(transb, ldb), beta, c, 1);
@@ -304,14 +257,14 @@ void zml_blas_dgemm(const char* transa, const char* transb, const int32_t* m, co
                     const int32_t* k, const double* alpha, const double* a, const int32_t* lda,
                     const double* b, const int32_t* ldb, const double* beta, double* c,
                     const int32_t* ldc, hidden_len, hidden_len) {
-  gemm_driver(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, RealShapes{});
+  gemm_driver(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 void zml_blas_zgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
                     const int32_t* k, const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
                     const zcomplex* b, const int32_t* ldb, const zcomplex* beta, zcomplex* c,
                     const int32_t* ldc, hidden_len, hidden_len) {
-  gemm_driver(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, ComplexShapes{});
+  gemm_driver(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 }  // namespace zml::blas

@@ -76,18 +76,18 @@ GemmV1Choice gemm_v1_choice(bool complex, int32_t code_path, int32_t T, int32_t 
 
 // m == 1: the row of C through gemv; n == 1: the column of C through gemv.
 // Complex conjugations of op(A) or op(B) are folded into the gemv call.
-void dgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                    double* c, int32_t ldc);
-void zgemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
-                    const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                    const zcomplex* beta, zcomplex* c, int32_t ldc);
-void dgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
-                    const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
-                    double* c);
-void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
-                    const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
-                    const zcomplex* beta, zcomplex* c);
+void gemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const double* alpha,
+                   const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                   double* c, int32_t ldc);
+void gemm_row_gemv(int32_t transa, int32_t transb, int32_t n, int32_t k, const zcomplex* alpha,
+                   const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
+                   const zcomplex* beta, zcomplex* c, int32_t ldc);
+void gemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const double* alpha,
+                   const double* a, int32_t lda, const double* b, int32_t ldb, const double* beta,
+                   double* c);
+void gemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const zcomplex* alpha,
+                   const zcomplex* a, int32_t lda, const zcomplex* b, int32_t ldb,
+                   const zcomplex* beta, zcomplex* c);
 
 // k == 1: whether x (increment incx, m elements) is first copied to a
 // contiguous temporary, and how many such copies this process has made
@@ -96,7 +96,7 @@ void zgemm_col_gemv(int32_t transa, int32_t transb, int32_t m, int32_t k, const 
 inline bool gemm_rank1_copies_x(int32_t incx, int32_t m) { return incx != 1 && m > 64; }
 int64_t gemm_rank1_copies_made();
 
-// ---- rank-1 update: C := beta*C + alpha*x*y^T (beta == 0 overwrites C) -------
+// ---- rank-1 update (gemm_rank1.cpp): C := beta*C + alpha*x*y^T, beta == 0 overwrites C
 // Increments are positive (they come from leading dimensions or are 1).
 // The complex form conjugates x and/or y on the fly when asked.
 void zml_blas_dgemmger(int32_t m, int32_t n, double alpha, const double* x, int32_t incx,
@@ -106,7 +106,7 @@ void zml_blas_zgemmger(int32_t m, int32_t n, zcomplex alpha, const zcomplex* x, 
                        zcomplex* c, int32_t ldc);
 // Team size of the rank-1 update: columns are split once each member gets
 // enough of C to stream.
-int32_t gemmger_thread_choice(int32_t T, int32_t m, int32_t n, bool complex);
+int32_t rank1_thread_choice(int32_t T, int32_t m, int32_t n, bool complex);
 // The region: `threads` members, each updating its own columns.
 void zml_blas_dgemmger_omp(int32_t threads, int32_t m, int32_t n, double alpha, const double* x,
                            int32_t incx, const double* y, int32_t incy, double beta, double* c,

@@ -2,9 +2,8 @@
 // The second-generation threaded gemm: three multiply descriptors carry the
 // operands of either precision, and a team splits C on a grid, each member
 // multiplying its block with the single-thread multiply.
-#include <omp.h>
-
 #include "blas/driver/gemm_driver.h"
+#include "service/threading/team.h"
 
 namespace zml::blas {
 
@@ -51,22 +50,19 @@ void gemm_omp_driver_v2(int32_t threads, gemm_desc a, gemm_desc b, gemm_desc c, 
   const int32_t k = transa == 0 ? a.cols : a.rows;
   const bool complex = c.elem_size == 16;
   const GemmUnits u = complex ? zgemm_split_units() : dgemm_split_units();
-#pragma omp parallel num_threads(threads)
-  {
-    const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
+  serv::run_team(threads, [&](int32_t team, int32_t id) {
     const GemmGrid g = gemm_grid(team, m, n);
-    if (id < g.rows * g.cols) {
-      const int32_t ir = id % g.rows, jc = id / g.rows;
-      const int32_t i0 = gemm_cut(m, g.rows, ir, u.rows), i1 = gemm_cut(m, g.rows, ir + 1, u.rows);
-      const int32_t j0 = gemm_cut(n, g.cols, jc, u.cols), j1 = gemm_cut(n, g.cols, jc + 1, u.cols);
-      if (complex) {
-        v2_block<zcomplex>(a, b, c, transa, transb, k, zcomplex(alpha.re, alpha.im),
-                           zcomplex(beta.re, beta.im), i0, i1, j0, j1);
-      } else {
-        v2_block<double>(a, b, c, transa, transb, k, alpha.re, beta.re, i0, i1, j0, j1);
-      }
+    if (id >= g.rows * g.cols) return;
+    const int32_t ir = id % g.rows, jc = id / g.rows;
+    const int32_t i0 = gemm_cut(m, g.rows, ir, u.rows), i1 = gemm_cut(m, g.rows, ir + 1, u.rows);
+    const int32_t j0 = gemm_cut(n, g.cols, jc, u.cols), j1 = gemm_cut(n, g.cols, jc + 1, u.cols);
+    if (complex) {
+      v2_block<zcomplex>(a, b, c, transa, transb, k, zcomplex(alpha.re, alpha.im),
+                         zcomplex(beta.re, beta.im), i0, i1, j0, j1);
+    } else {
+      v2_block<double>(a, b, c, transa, transb, k, alpha.re, beta.re, i0, i1, j0, j1);
     }
-  }
+  });
 }
 
 }  // namespace zml::blas

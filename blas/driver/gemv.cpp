@@ -3,13 +3,14 @@
 // decides between the parallel region and the single-thread computation.
 #include "blas/driver/level2_driver.h"
 #include "service/service.h"
+#include "service/threading/team.h"
 
 namespace zml::blas {
 
 namespace {
 
 int32_t choose_threads(bool complex, const char* trans, int32_t m, int32_t n) {
-  const int32_t threads = zml_serv_domain_get_max_threads(serv::kDomainBlas);
+  const int32_t threads = serv::team_size(serv::kDomainBlas);
   // The topology probe is only consulted by large teams; skip it otherwise.
   const int32_t topology = threads >= 13 ? serv::topology_answer() : 0;
   return gemv_thread_choice(complex, trans_code(trans) > 0, m, n, threads, zml_serv_own_processor(),

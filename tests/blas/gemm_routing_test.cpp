@@ -48,7 +48,8 @@ const char kComplexTrans[] = {'N', 'T', 'C'};
 
 // m = 1 (gemv on op(B) transposed), n = 1 (gemv with transa), k = 1 (rank-1),
 // and both m and n equal to 1; the long inner dimensions pass the chunked
-// conjugation of the complex paths more than once.
+// conjugation of the complex paths more than once. With a pad, the rows of C
+// between the elements of a one-row product (increment ldc) must not move.
 const int32_t kDegenerate[][3] = {{1, 9, 7}, {1, 3, 1100}, {9, 1, 7}, {3, 1, 1100},
                                   {9, 8, 1}, {70, 66, 1},  {1, 1, 5}, {1, 1, 1}};
 
@@ -80,20 +81,7 @@ TEST(GemmRouting, DegenerateShapesComplexAllNinePairs) {
   }
 }
 
-TEST(GemmRouting, RowOfCWithLargeLdcLeavesOtherRowsAlone) {
-  // m = 1 writes C with increment ldc; same_c checks the rows in between bitwise.
-  EXPECT_TRUE(check_product<double>('N', 'T', 1, 40, 30, 2.0, 1.0, 9, 41));
-  EXPECT_TRUE(
-      check_product<zcomplex>('C', 'C', 1, 40, 30, zcomplex(2.0, 1.0), zcomplex(1.0, 0.0), 9, 42));
-}
-
 // ---- the contiguous copy of x for k = 1 -----------------------------------------
-
-TEST(GemmRank1Copy, DecisionIsStridedAndLongerThan64) {
-  EXPECT_TRUE(zml::blas::gemm_rank1_copies_x(7, 65));
-  EXPECT_FALSE(zml::blas::gemm_rank1_copies_x(7, 64));
-  EXPECT_FALSE(zml::blas::gemm_rank1_copies_x(1, 1000));
-}
 
 // Copies made by one k = 1 call with transa `ta`, lda 7, m rows, n 5.
 template <class T>

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Thread counts per domain: the precedence of the per-thread, domain, general
 // and OpenMP counts, the dynamic rules (parallel regions, cores, MPI processes
-// per node), and the setting exports. Environment cases run in child processes.
+// per node), the setting exports, and the thread teams of the drivers.
+// Environment cases run in child processes.
 #include <gtest/gtest.h>
 #include <omp.h>
 
 #include <map>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "service/config/settings.h"
 #include "service/service.h"
+#include "service/threading/team.h"
 #include "service/threading/threading.h"
 #include "tests/support/child.h"
 #include "zml_service.h"
@@ -89,56 +92,29 @@ TEST(ThreadsCount, DISABLED_ChildCallsFirst) {
 
 // ---- parent checks ----
 
-TEST(ThreadsCount, WithoutSettingsTheOpenMpMaximumIsUsed) {
-  const Answers a = query({{"ZML_DYNAMIC", "false"}});
+TEST(ThreadsCount, PrecedenceOfTheEnvironmentSettings) {
+  Answers a = query({{"ZML_DYNAMIC", "false"}});
   EXPECT_EQ(a.dynamic, 0);
   EXPECT_EQ(a.all, a.omp_max);
-  EXPECT_EQ(a.blas, a.omp_max);
   EXPECT_EQ(a.dirsol, a.omp_max);
-}
-
-TEST(ThreadsCount, GeneralSettingComesFromZmlNumThreads) {
-  const Answers a =
-      query({{"ZML_DYNAMIC", "false"}, {"ZML_NUM_THREADS", "3"}, {"OMP_NUM_THREADS", "6"}});
+  a = query({{"ZML_DYNAMIC", "false"},
+             {"ZML_NUM_THREADS", "3"},
+             {"OMP_NUM_THREADS", "6"},
+             {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 5"}});
   EXPECT_EQ(a.all, 3);
-  EXPECT_EQ(a.blas, 3);
   EXPECT_EQ(a.vml, 3);
-}
-
-TEST(ThreadsCount, DomainSettingWinsOverGeneralSetting) {
-  const Answers a = query({{"ZML_DYNAMIC", "false"},
-                           {"ZML_NUM_THREADS", "3"},
-                           {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 5"}});
   EXPECT_EQ(a.blas, 2);
   EXPECT_EQ(a.fft, 5);
-  EXPECT_EQ(a.vml, 3);
-  EXPECT_EQ(a.dirsol, 3);
-  EXPECT_EQ(a.all, 3);
-}
-
-TEST(ThreadsCount, OmpNumThreadsIsTheFallback) {
-  const Answers a = query({{"ZML_DYNAMIC", "false"}, {"OMP_NUM_THREADS", "6"}});
-  EXPECT_EQ(a.omp_max, 6);
+  a = query({{"ZML_DYNAMIC", "false"}, {"OMP_NUM_THREADS", "6"}});
   EXPECT_EQ(a.all, 6);
   EXPECT_EQ(a.fft, 6);
-}
-
-TEST(ThreadsCount, ServiceCallsBeforeTheFirstQueryWinOverTheEnvironment) {
-  const Answers a = query({{"ZML_NUM_THREADS", "3"},
-                           {"ZML_DYNAMIC", "true"},
-                           {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2"}},
-                          "ThreadsCount.DISABLED_ChildCallsFirst");
-  EXPECT_EQ(a.dynamic, 0);
+  a = query({{"ZML_NUM_THREADS", "3"},
+             {"ZML_DYNAMIC", "true"},
+             {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2"}},
+            "ThreadsCount.DISABLED_ChildCallsFirst");
+  EXPECT_EQ(a.dynamic, 0) << "service calls before the first query win";
   EXPECT_EQ(a.all, 5);
   EXPECT_EQ(a.blas, 5) << "a BLAS slot of 0 falls back to the general setting";
-}
-
-TEST(ThreadsCount, DynamicCapsAtTheCores) {
-  const Answers a = query({{"ZML_NUM_THREADS", "100000"}});
-  EXPECT_EQ(a.dynamic, 1);
-  EXPECT_EQ(a.all, a.cores);
-  const Answers off = query({{"ZML_NUM_THREADS", "100000"}, {"ZML_DYNAMIC", "FALSE"}});
-  EXPECT_EQ(off.all, 100000);
 }
 
 // cores / ranks when that is smaller and above 0, from the OpenMP maximum capped at the cores.
@@ -149,26 +125,26 @@ int mpi_share(const Answers& a, int ranks) {
   return count;
 }
 
-TEST(ThreadsCount, MpiProcessesPerNodeShareTheCores) {
+TEST(ThreadsCount, DynamicCapsAtTheCoresAndSharesThemBetweenMpiProcesses) {
+  Answers a = query({{"ZML_NUM_THREADS", "100000"}});
+  EXPECT_EQ(a.dynamic, 1);
+  EXPECT_EQ(a.all, a.cores);
+  EXPECT_EQ(query({{"ZML_NUM_THREADS", "100000"}, {"ZML_DYNAMIC", "FALSE"}}).all, 100000);
   for (const char* var : {"OMPI_COMM_WORLD_LOCAL_SIZE", "MPI_LOCALNRANKS", "ZML_MPI_PPN"}) {
-    const Answers a = query({{var, "2"}});
-    EXPECT_EQ(a.all, mpi_share(a, 2)) << var;
+    a = query({{var, "2"}});
     EXPECT_EQ(a.blas, mpi_share(a, 2)) << var;
   }
-  const Answers pin = query({{"A_MPI_PIN_MAPPING", "4:0 0,1 2,2 4,3 6"}});
-  EXPECT_EQ(pin.all, mpi_share(pin, 4));
-  // More processes than cores: the share would be 0, so the count stays.
-  const Answers crowded = query({{"ZML_MPI_PPN", "100000"}});
-  EXPECT_EQ(crowded.all, crowded.omp_max < crowded.cores ? crowded.omp_max : crowded.cores);
-}
-
-TEST(ThreadsCount, MpiShareNeedsNoExplicitCountAndNoOmpNumThreads) {
-  const Answers omp = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"OMP_NUM_THREADS", "1000"}});
-  EXPECT_EQ(omp.all, omp.cores) << "OMP_NUM_THREADS set: only the cap at the cores";
-  const Answers own = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"ZML_NUM_THREADS", "1000"}});
-  EXPECT_EQ(own.all, own.cores) << "explicit count: only the cap at the cores";
-  const Answers off = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"ZML_DYNAMIC", "false"}});
-  EXPECT_EQ(off.all, off.omp_max) << "dynamic off: no MPI rule";
+  a = query({{"A_MPI_PIN_MAPPING", "4:0 0,1 2,2 4,3 6"}});
+  EXPECT_EQ(a.all, mpi_share(a, 4));
+  a = query({{"ZML_MPI_PPN", "100000"}});
+  EXPECT_EQ(a.all, a.omp_max < a.cores ? a.omp_max : a.cores) << "a share of 0 is ignored";
+  // The share applies only without an explicit count, OMP_NUM_THREADS or dynamic off.
+  a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"OMP_NUM_THREADS", "1000"}});
+  EXPECT_EQ(a.all, a.cores);
+  a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"ZML_NUM_THREADS", "1000"}});
+  EXPECT_EQ(a.all, a.cores);
+  a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"ZML_DYNAMIC", "false"}});
+  EXPECT_EQ(a.all, a.omp_max);
 }
 
 TEST_F(ThreadsSlots, PerThreadCountWinsAndStaysWithItsThread) {
@@ -193,78 +169,92 @@ TEST_F(ThreadsSlots, PerThreadCountWinsAndStaysWithItsThread) {
 TEST_F(ThreadsSlots, DynamicInsideAParallelRegionGivesOne) {
   const int one = 1, zero = 0, four = 4;
   zml_set_num_threads(&four);
-  zml_set_dynamic(&one);
-  int inside_on[2] = {0, 0};
-  int active = 0;
+  int on = 0, off = 0;
+  for (const int* flag : {&one, &zero}) {
+    zml_set_dynamic(flag);
 #pragma omp parallel num_threads(2)
-  {
-    const int me = omp_get_thread_num();
-    if (me < 2) inside_on[me] = zml_get_max_threads();
-    if (me == 0) active = omp_get_active_level();
+    if (omp_get_thread_num() == 1) (*flag ? on : off) = zml_get_max_threads();
   }
-  if (active == 0) GTEST_SKIP() << "the OpenMP runtime did not fork";
-  EXPECT_EQ(inside_on[0], 1);
-  EXPECT_EQ(inside_on[1], 1);
-  zml_set_dynamic(&zero);
-  int inside_off = 0;
-#pragma omp parallel num_threads(2)
-  {
-    if (omp_get_thread_num() == 0) inside_off = zml_get_max_threads();
-  }
-  EXPECT_EQ(inside_off, 4) << "dynamic off: the setting holds inside regions";
+  if (on == 0) GTEST_SKIP() << "the OpenMP runtime did not fork";
+  EXPECT_EQ(on, 1);
+  EXPECT_EQ(off, 4) << "dynamic off: the setting holds inside regions";
 }
 
-TEST_F(ThreadsSlots, DomainSetChecksItsArguments) {
-  const int two = 2, zero = 0, minus = -1, five = 5, big = 1 << 30;
-  const int blas = ZML_DOMAIN_BLAS, all = ZML_DOMAIN_ALL, dirsol = ZML_DOMAIN_DIRSOL;
-  zml_set_dynamic(&zero);
-  const int general = 3;
-  zml_set_num_threads(&general);
-  EXPECT_EQ(zml_domain_set_num_threads(&two, &blas), 1);
-  EXPECT_EQ(max_threads(ZML_DOMAIN_BLAS), 2);
-  // Domain 5 and negative domains are out of range: nothing changes.
-  EXPECT_EQ(zml_domain_set_num_threads(&big, &five), 0);
-  EXPECT_EQ(zml_domain_set_num_threads(&big, &minus), 0);
-  EXPECT_EQ(zml_domain_set_num_threads(&minus, &blas), 0);
-  EXPECT_EQ(max_threads(ZML_DOMAIN_BLAS), 2);
-  EXPECT_EQ(zml_get_max_threads(), 3);
-  // n = 0 is stored, and the domain falls back to the general setting.
-  EXPECT_EQ(zml_domain_set_num_threads(&zero, &blas), 1);
-  EXPECT_EQ(max_threads(ZML_DOMAIN_BLAS), 3);
-  EXPECT_EQ(zml_domain_set_num_threads(&two, &dirsol), 1);
-  EXPECT_EQ(max_threads(ZML_DOMAIN_DIRSOL), 2);
-  // Domain 0 is the general setting; 0 there falls back to OpenMP.
-  EXPECT_EQ(zml_domain_set_num_threads(&zero, &all), 1);
-  EXPECT_EQ(zml_get_max_threads(), omp_get_max_threads());
-  EXPECT_EQ(max_threads(ZML_DOMAIN_DIRSOL), 2);
-  EXPECT_GE(max_threads(7), 1) << "unknown domains are asked as the general one";
-}
-
-TEST_F(ThreadsSlots, SetNumThreadsIgnoresZeroAndNegative) {
-  const int zero = 0, four = 4, minus = -3;
-  zml_set_dynamic(&zero);
-  zml_set_num_threads(&four);
-  zml_set_num_threads(&zero);
-  EXPECT_EQ(zml_get_max_threads(), 4);
-  zml_set_num_threads(&minus);
-  EXPECT_EQ(zml_get_max_threads(), 4);
-  zml_set_num_threads(nullptr);
-  EXPECT_EQ(g_settings.num_threads.load(), 4);
-}
-
-TEST_F(ThreadsSlots, SetDynamicStoresZeroOrOne) {
-  const int seven = 7, zero = 0;
+TEST_F(ThreadsSlots, SetCallsCheckTheirArguments) {
+  const int two = 2, zero = 0, minus = -1, five = 5, three = 3, seven = 7;
+  const int blas = ZML_DOMAIN_BLAS, all = ZML_DOMAIN_ALL;
   zml_set_dynamic(&seven);
   EXPECT_EQ(zml_get_dynamic(), 1);
   zml_set_dynamic(&zero);
   EXPECT_EQ(zml_get_dynamic(), 0);
+  zml_set_num_threads(&three);
+  zml_set_num_threads(&zero);
+  zml_set_num_threads(&minus);
+  zml_set_num_threads(nullptr);
+  EXPECT_EQ(zml_get_max_threads(), 3) << "0, negative and null change nothing";
+  EXPECT_EQ(zml_domain_set_num_threads(&two, &blas), 1);
+  EXPECT_EQ(zml_domain_set_num_threads(&two, &five), 0);
+  EXPECT_EQ(zml_domain_set_num_threads(&two, &minus), 0);
+  EXPECT_EQ(zml_domain_set_num_threads(&minus, &blas), 0);
+  EXPECT_EQ(max_threads(ZML_DOMAIN_BLAS), 2);
+  EXPECT_EQ(zml_domain_set_num_threads(&zero, &blas), 1) << "n = 0 is stored";
+  EXPECT_EQ(max_threads(ZML_DOMAIN_BLAS), 3);
+  EXPECT_EQ(zml_domain_set_num_threads(&zero, &all), 1);
+  EXPECT_EQ(zml_get_max_threads(), omp_get_max_threads());
+  zml::serv::set_thread_local_threads(-5);
+  for (int d = 0; d <= 7; ++d) EXPECT_GE(max_threads(d), 1) << d;
 }
 
-TEST_F(ThreadsSlots, ResultIsNeverBelowOne) {
-  const int zero = 0, all = ZML_DOMAIN_ALL;
-  zml_domain_set_num_threads(&zero, &all);
-  zml::serv::set_thread_local_threads(-5);
-  for (int d = 0; d <= 4; ++d) EXPECT_GE(max_threads(d), 1) << d;
+// ---- thread teams ----
+
+TEST(ThreadsTeam, ShareGivesTheFirstRemainderMembersOneMore) {
+  for (int64_t n : {0, 1, 7, 100}) {
+    for (int32_t team : {1, 2, 3, 8}) {
+      int64_t next = 0;
+      for (int32_t id = 0; id < team; ++id) {
+        const zml::serv::Share s = zml::serv::share(n, team, id);
+        EXPECT_EQ(s.begin, next);
+        EXPECT_EQ(s.end - s.begin, n / team + (id < n % team ? 1 : 0));
+        next = s.end;
+      }
+      EXPECT_EQ(next, n);
+    }
+  }
+}
+
+TEST(ThreadsTeam, EveryMemberRunsOnceWithinTheCap) {
+  const int32_t cap = zml::serv::team_cap();
+  EXPECT_LE(cap, omp_get_thread_limit());
+  EXPECT_LE(cap, zml::serv::kTeamsPerProcessor * zml::serv::topology_record().logical);
+  for (int32_t want : {1, 3, 1 << 30}) {
+    std::vector<int> runs(static_cast<size_t>(cap), 0);
+    int team = 0;
+    zml::serv::run_team(want, [&](int32_t t, int32_t id) {
+      ++runs[static_cast<size_t>(id)];  // each member touches only its own entry
+      if (id == 0) team = t;
+    });
+    EXPECT_TRUE(team >= 1 && team <= (want < cap ? want : cap)) << want << " " << team;
+    for (int i = 0; i < cap; ++i) EXPECT_EQ(runs[i], i < team ? 1 : 0) << want << " " << i;
+  }
+}
+
+// Only the first outer thread enters the team, so a body barrier bound to
+// the outer team instead of the serialised one would be mismatched.
+TEST(ThreadsTeam, NestedTeamRunsSerialisedWithItsOwnBarrier) {
+  if (omp_get_max_active_levels() > 1) GTEST_SKIP() << "nested regions may fork here";
+  int outer = 0, inner = 0;
+#pragma omp parallel num_threads(2)
+  {
+    if (omp_get_thread_num() == 0) {
+      outer = omp_get_num_threads();
+      zml::serv::run_team(4, [&](int32_t team, int32_t) {
+#pragma omp barrier
+        inner = team;
+      });
+    }
+  }
+  if (outer < 2) GTEST_SKIP() << "the OpenMP runtime did not fork";
+  EXPECT_EQ(inner, 1);
 }
 
 TEST(ThreadsTopology, AnswerFollowsTheRecord) {

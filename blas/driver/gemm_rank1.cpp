@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The rank-1 update behind gemm's inner dimension 1: C := beta*C + alpha*x*y^T,
 // column by column, with its own region that splits the columns of C.
-#include <omp.h>
-
 #include "blas/driver/gemm_driver.h"
 #include "service/service.h"
+#include "service/threading/team.h"
 
 namespace zml::blas {
 
@@ -70,12 +69,12 @@ void zger_columns(int32_t m, int32_t j0, int32_t j1, Cx alpha, const zcomplex* x
 }
 
 int32_t threads_for(int32_t m, int32_t n, bool complex) {
-  return gemmger_thread_choice(zml_serv_domain_get_max_threads(serv::kDomainBlas), m, n, complex);
+  return rank1_thread_choice(serv::team_size(serv::kDomainBlas), m, n, complex);
 }
 
 }  // namespace
 
-int32_t gemmger_thread_choice(int32_t T, int32_t m, int32_t n, bool complex) {
+int32_t rank1_thread_choice(int32_t T, int32_t m, int32_t n, bool complex) {
   if (T <= 1 || n < 2) return 1;
   // The update streams C once; a member pays for its fork only when it gets
   // at least 256 KiB of C (a slice that is not already cache-resident).
@@ -90,24 +89,20 @@ int32_t gemmger_thread_choice(int32_t T, int32_t m, int32_t n, bool complex) {
 void zml_blas_dgemmger_omp(int32_t threads, int32_t m, int32_t n, double alpha, const double* x,
                            int32_t incx, const double* y, int32_t incy, double beta, double* c,
                            int32_t ldc) {
-#pragma omp parallel num_threads(threads)
-  {
-    const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
-    const int32_t j0 = gemm_cut(n, team, id, 4), j1 = gemm_cut(n, team, id + 1, 4);
-    dger_columns(m, j0, j1, alpha, x, incx, y, incy, beta, c, ldc);
-  }
+  serv::run_team(threads, [&](int32_t team, int32_t id) {
+    dger_columns(m, gemm_cut(n, team, id, 4), gemm_cut(n, team, id + 1, 4), alpha, x, incx, y, incy,
+                 beta, c, ldc);
+  });
 }
 
 void zml_blas_zgemmger_omp(int32_t threads, int32_t m, int32_t n, zcomplex alpha, const zcomplex* x,
                            int32_t incx, bool conj_x, const zcomplex* y, int32_t incy, bool conj_y,
                            zcomplex beta, zcomplex* c, int32_t ldc) {
   const Cx al{alpha.real(), alpha.imag()}, be{beta.real(), beta.imag()};
-#pragma omp parallel num_threads(threads)
-  {
-    const int32_t team = omp_get_num_threads(), id = omp_get_thread_num();
-    const int32_t j0 = gemm_cut(n, team, id, 4), j1 = gemm_cut(n, team, id + 1, 4);
-    zger_columns(m, j0, j1, al, x, incx, conj_x, y, incy, conj_y, be, c, ldc);
-  }
+  serv::run_team(threads, [&](int32_t team, int32_t id) {
+    zger_columns(m, gemm_cut(n, team, id, 4), gemm_cut(n, team, id + 1, 4), al, x, incx, conj_x, y,
+                 incy, conj_y, be, c, ldc);
+  });
 }
 
 void zml_blas_dgemmger(int32_t m, int32_t n, double alpha, const double* x, int32_t incx,
