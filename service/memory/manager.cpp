@@ -76,7 +76,7 @@ int64_t parse_fast_memory_limit(const char* text) {
   if (negative) v = -v;
   if (v > INT32_MAX) v = INT32_MAX;
   if (v < 0) return -1;
-  // Megabytes to bytes in 32-bit arithmetic: 4096 and more wrap, on purpose.
+  // Megabytes to bytes in 32-bit arithmetic, so 4096 and more wrap: 4096 gives a zero limit.
   return static_cast<int64_t>(static_cast<uint32_t>(v) << 20);
 }
 
