@@ -2,6 +2,7 @@
 // The CBLAS argument checks, in the fixed orders of the layer. Pure functions,
 // so each family's export only adds the call and the driver behind it.
 #include "blas/api/cblas_layer.h"
+#include "service/stride.h"
 
 namespace zml::blas::cblas {
 
@@ -58,7 +59,7 @@ int32_t check_trsv(int32_t layout, int32_t uplo, int32_t trans, int32_t diag, in
 }
 
 void conjugate(int32_t n, double* base, int32_t inc) {
-  const int64_t step = 2 * static_cast<int64_t>(inc < 0 ? -inc : inc);
+  const int64_t step = 2 * serv::stride_magnitude(inc);
   for (int64_t i = 0; i < n; ++i) base[i * step + 1] = -base[i * step + 1];
 }
 

@@ -4,6 +4,7 @@
 #include "blas/driver/level2_driver.h"
 #include "blas/kernels/level1_kernel.h"
 #include "blas/kernels/level2_kernel.h"
+#include "service/stride.h"
 
 namespace zml::blas {
 
@@ -13,10 +14,9 @@ namespace {
 // (2 x 16 KB complex), so the serial path never allocates and cannot fail.
 constexpr int64_t kChunk = 1024;
 
-// Address of logical element i of a vector of len elements with increment inc.
 template <int W, class P>
 P* element(P* base, int64_t len, int32_t inc, int64_t i) {
-  return base + W * (inc > 0 ? i * inc : (len - 1 - i) * static_cast<int64_t>(-inc));
+  return base + W * serv::element_offset(len, inc, i);
 }
 
 template <int W>
@@ -35,25 +35,34 @@ void unpack(const double* src, double* base, int64_t len, int32_t inc, int64_t l
   }
 }
 
-// y := beta*y, with beta = 0 overwriting (NaN in y must not survive).
+// y := beta*y, with beta = 0 overwriting (NaN in y must not survive). The
+// order of the elements does not matter here, so y is walked from its base
+// with |incy|; a step that does not fit the kernels' 32-bit increment (only
+// |INT32_MIN|) is scaled one element at a time.
 template <int W>
 void apply_beta(const double* beta, double* y, int64_t len, int32_t inc) {
-  const int64_t step = W * static_cast<int64_t>(inc < 0 ? -inc : inc);
-  const int32_t step_elems = inc < 0 ? -inc : inc;
+  const int64_t step_elems = serv::stride_magnitude(inc);
+  const int64_t step = W * step_elems;
+  const bool narrow = step_elems <= INT32_MAX;
+  const auto count = static_cast<int32_t>(narrow ? len : 1);
+  const auto kernel_inc = static_cast<int32_t>(narrow ? step_elems : 1);
+  const int64_t calls = narrow ? 1 : len;
   if (W == 1) {
     if (beta[0] == 1.0) return;
     if (beta[0] == 0.0) {
       for (int64_t i = 0; i < len; ++i) y[i * step] = 0.0;
       return;
     }
-    dispatch::pick(kDscalTable).kernel(static_cast<int32_t>(len), beta[0], y, step_elems);
+    const auto scal = dispatch::pick(kDscalTable).kernel;
+    for (int64_t c = 0; c < calls; ++c) scal(count, beta[0], y + c * step, kernel_inc);
   } else {
     if (beta[0] == 1.0 && beta[1] == 0.0) return;
     if (beta[0] == 0.0 && beta[1] == 0.0) {
       for (int64_t i = 0; i < len; ++i) y[i * step] = y[i * step + 1] = 0.0;
       return;
     }
-    dispatch::pick(kZscalTable).kernel(static_cast<int32_t>(len), beta, y, step_elems);
+    const auto scal = dispatch::pick(kZscalTable).kernel;
+    for (int64_t c = 0; c < calls; ++c) scal(count, beta, y + c * step, kernel_inc);
   }
 }
 

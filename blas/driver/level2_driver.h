@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "blas/blas.h"
+#include "service/stride.h"
 
 namespace zml::blas {
 
@@ -48,7 +49,7 @@ void zml_blas_ztrsv_serial(const char* uplo, const char* trans, const char* diag
 // increment walks from the far end, so the sub-vector's base is where its
 // last element lies.
 inline int64_t subvector_offset(int64_t len, int32_t inc, int64_t first, int64_t last) {
-  return inc > 0 ? first * inc : (len - last) * static_cast<int64_t>(-inc);
+  return serv::element_offset(len, inc, inc < 0 ? last - 1 : first);
 }
 
 }  // namespace zml::blas

@@ -7,6 +7,7 @@
 #include "blas/driver/level2_driver.h"
 #include "blas/kernels/level2_kernel.h"
 #include "service/service.h"
+#include "service/stride.h"
 
 namespace zml::blas {
 
@@ -28,11 +29,13 @@ void with_contiguous(int32_t n, double* x, int32_t inc, const char* name, Solve&
     zml_serv_report_memory(0, name);
     return;
   }
-  const int64_t step = inc;
-  const int64_t start = inc > 0 ? 0 : (1 - static_cast<int64_t>(n)) * step;
-  for (int64_t i = 0; i < n; ++i) std::memcpy(tmp + W * i, x + W * (start + i * step), W * 8);
+  for (int64_t i = 0; i < n; ++i) {
+    std::memcpy(tmp + W * i, x + W * serv::element_offset(n, inc, i), W * 8);
+  }
   solve(tmp);
-  for (int64_t i = 0; i < n; ++i) std::memcpy(x + W * (start + i * step), tmp + W * i, W * 8);
+  for (int64_t i = 0; i < n; ++i) {
+    std::memcpy(x + W * serv::element_offset(n, inc, i), tmp + W * i, W * 8);
+  }
   serv::aligned_free(tmp);
 }
 

@@ -29,15 +29,22 @@ std::atomic<int64_t> g_unrecorded_count{0};
 std::atomic<int64_t> g_unrecorded_bytes{0};
 
 // Lays the header in front of the aligned address; see memory.h.
-void* place(void* base, size_t t, size_t a) {
+void* place(void* base, size_t t, size_t a, bool cached) {
   const uintptr_t b = reinterpret_cast<uintptr_t>(base);
   const uintptr_t p = (b + a + kHeaderBytes) & ~(uintptr_t{a} - 1);
   auto* header = reinterpret_cast<uintptr_t*>(p) - kHeaderWords;
   header[0] = b;
   header[1] = t;
-  header[2] = 0;
+  header[2] = cached ? p ^ kLiveKey : 0;
   header[3] = a;
   return reinterpret_cast<void*>(p);
+}
+
+// A second release of a cached block is the caller's error in argument 1 of
+// zml_free, reported like every other bad argument.
+void report_double_release() {
+  const int32_t parameter = 1;
+  zml_serv_xerbla_dispatch("ZML_FREE", &parameter, 8);
 }
 
 void* obtain_block(size_t bytes, size_t requested) {
@@ -69,7 +76,7 @@ int64_t parse_fast_memory_limit(const char* text) {
   if (negative) v = -v;
   if (v > INT32_MAX) v = INT32_MAX;
   if (v < 0) return -1;
-  // Megabytes to bytes in 32-bit arithmetic: 4096 and more wrap, on purpose.
+  // Megabytes to bytes in 32-bit arithmetic, so 4096 and more wrap: 4096 gives a zero limit.
   return static_cast<int64_t>(static_cast<uint32_t>(v) << 20);
 }
 
@@ -112,7 +119,7 @@ void* allocate(size_t size, size_t alignment) {
     void* base = g_system.allocate(t);
     if (!base) return nullptr;
     g_outside_count.fetch_add(1, std::memory_order_relaxed);
-    return place(base, t, alignment);
+    return place(base, t, alignment, false);
   }
 
   const size_t c = size_class(t);
@@ -143,13 +150,16 @@ void* allocate(size_t size, size_t alignment) {
     count_out(r, c);
   }
   unpoison_block(base, c);
-  void* p = place(base, t, alignment);
+  void* p = place(base, t, alignment, true);
   unpoison_handed_out(base, c, p, size);
   return p;
 }
 
 #if defined(__SANITIZE_ADDRESS__)
-void poison_cached(void* base, size_t bytes) { ASAN_POISON_MEMORY_REGION(base, bytes); }
+void poison_cached(void* base, size_t bytes, void* p) {
+  ASAN_POISON_MEMORY_REGION(base, bytes);
+  ASAN_UNPOISON_MEMORY_REGION(static_cast<char*>(p) - kHeaderBytes, kHeaderBytes);
+}
 void unpoison_block(void* base, size_t bytes) { ASAN_UNPOISON_MEMORY_REGION(base, bytes); }
 void unpoison_handed_out(void* base, size_t bytes, void* p, size_t size) {
   ASAN_POISON_MEMORY_REGION(base, bytes);
@@ -157,7 +167,7 @@ void unpoison_handed_out(void* base, size_t bytes, void* p, size_t size) {
   ASAN_UNPOISON_MEMORY_REGION(header, kHeaderBytes + size);
 }
 #else
-void poison_cached(void*, size_t) {}
+void poison_cached(void*, size_t, void*) {}
 void unpoison_block(void*, size_t) {}
 void unpoison_handed_out(void*, size_t, void*, size_t) {}
 #endif
@@ -177,22 +187,31 @@ void release_block(void* base, size_t bytes) {
 
 void release(void* p) {
   if (!p) return;
-  const auto* header = static_cast<const uintptr_t*>(p) - kHeaderWords;
+  auto* header = static_cast<uintptr_t*>(p) - kHeaderWords;
+  const uintptr_t self = reinterpret_cast<uintptr_t>(p);
   void* base = reinterpret_cast<void*>(header[0]);
   const size_t t = header[1];
   const size_t a = header[3];
   // Not a block of ours: leave it alone rather than corrupt the caches.
-  if (header[2] != 0 || a < kMinAlignment || (a & (a - 1)) != 0 ||
-      header[0] >= reinterpret_cast<uintptr_t>(p)) {
-    return;
-  }
+  if (a < kMinAlignment || (a & (a - 1)) != 0 || header[0] >= self) return;
   ensure_decided();
 
   if (disabled()) {
+    if (header[2] != 0) return;
     g_system.free(base);
     g_outside_count.fetch_sub(1, std::memory_order_relaxed);
     return;
   }
+  // A plain load and store, not a locked exchange, so the release costs what
+  // it did: every release after the first has returned is caught; two that
+  // race on two threads are the caller's data race and may both pass.
+  std::atomic_ref<uintptr_t> state(header[2]);
+  const uintptr_t seen = state.load(std::memory_order_relaxed);
+  if (seen != (self ^ kLiveKey)) {
+    if (seen == (self ^ kReleasedKey)) report_double_release();
+    return;
+  }
+  state.store(self ^ kReleasedKey, std::memory_order_relaxed);
 
   const size_t c = size_class(t);
   ThreadRecord* r = current_record();
@@ -221,7 +240,7 @@ void release(void* p) {
     r->cached_base[r->cached] = base;
     r->cached_size[r->cached] = c;
     ++r->cached;
-    poison_cached(base, c);
+    poison_cached(base, c, p);
   }
   if (evicted) release_block(evicted, evicted_size);
 }

@@ -14,13 +14,21 @@ namespace zml::serv::mem {
 //
 // zml_malloc(s, a) asks the system for t = s + a + H bytes at `base` and returns
 // p = (base + a + H) rounded down to a multiple of a. The H bytes in front of p
-// hold four words: base, t, 0, a. A word is 32 bits on 32-bit builds (H = 16);
-// on 64-bit builds the words widen to pointer size (H = 32), so that every
-// address fits. Because p > base + H whatever the alignment of base, the
+// hold four words: base, t, state, a. A word is 32 bits on 32-bit builds
+// (H = 16); on 64-bit builds the words widen to pointer size (H = 32), so that
+// every address fits. Because p > base + H whatever the alignment of base, the
 // header always lies inside the block, and p + s <= base + t.
+//
+// The state word is 0 for blocks of the switched-off manager. A block of the
+// caches holds p ^ kLiveKey while it is handed out and p ^ kReleasedKey once
+// zml_free has cached it, so a second release is caught before it could put
+// the block into a cache twice. Mixing in p keeps a stale state word of a
+// reused block, left at another place, from passing for this block's.
 inline constexpr size_t kHeaderWords = 4;
 inline constexpr size_t kHeaderBytes = kHeaderWords * sizeof(uintptr_t);
 inline constexpr size_t kMinAlignment = 64;
+inline constexpr uintptr_t kLiveKey = 0x4c697665u;
+inline constexpr uintptr_t kReleasedKey = 0x52656c64u;
 
 // ---- System routines (system_routines.cpp) ----------------------------------
 
@@ -132,11 +140,12 @@ void release(void* p);
 // from (HBW, own or replacement).
 void release_block(void* base, size_t bytes);
 
-// Under AddressSanitizer a cached block is poisoned whole, so a use after
+// Under AddressSanitizer a cached block is poisoned except for the header in
+// front of p (read by a second release to recognise it), so a use after
 // zml_free is reported although the block never went back to the system;
 // a block handed out is unpoisoned for its header and the bytes asked for
 // only, so an overflow into the size-class slack is reported too.
-void poison_cached(void* base, size_t bytes);
+void poison_cached(void* base, size_t bytes, void* p);
 void unpoison_block(void* base, size_t bytes);
 void unpoison_handed_out(void* base, size_t bytes, void* p, size_t size);
 int32_t disable();

@@ -5,6 +5,7 @@
 // alpha = 0 reads no A, an empty product leaves y alone).
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <complex>
 #include <cstdint>
 #include <utility>
@@ -42,6 +43,22 @@ void sweep(T alpha, T beta) {
 TEST(GemvShapes, RealEveryLayoutTransposeSizeAndScalarRule) { sweep<double>(1.5, -0.75); }
 TEST(GemvShapes, ComplexEveryLayoutTransposeSizeAndScalarRule) {
   sweep<zcomplex>(zcomplex(0.5, -1.25), zcomplex(-0.5, 0.25));
+}
+
+// INT_MIN increments on one-element vectors: |INT_MIN| has no 32-bit value,
+// so a negated increment would skip beta or read far outside the vector.
+TEST(GemvShapes, LowestIncrementOnOneElement) {
+  const double a = 2, x = 3;
+  double y = 10;
+  cblas_dgemv(CblasColMajor, CblasNoTrans, 1, 1, 1.0, &a, 1, &x, INT_MIN, 0.5, &y, INT_MIN);
+  EXPECT_EQ(y, 11.0);
+  const zcomplex za(1, 2), zx(3, -1), alpha(1, 0), beta(0.5, 0), t(2, 1), b(4, 3);
+  zcomplex zy(10, 4), s = b;
+  cblas_zgemv(CblasRowMajor, CblasConjTrans, 1, 1, &alpha, &za, 1, &zx, INT_MIN, &beta, &zy,
+              INT_MIN);
+  EXPECT_EQ(zy, zcomplex(6, -5));
+  cblas_ztrsv(CblasRowMajor, CblasUpper, CblasConjTrans, CblasNonUnit, 1, &t, 1, &s, INT_MIN);
+  EXPECT_LT(std::abs(std::conj(t) * s - b), 1e-15);
 }
 
 }  // namespace

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // What the manager holds, as zml_mem_stat reports it, across allocation, the
-// per-thread cache, cache overflow and the two release calls; and the locks
-// the statistics and the fast path take.
+// per-thread cache, cache overflow, a second release of one block, other
+// threads' caches and records, and the two release calls.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdint>
-#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
-#include "service/lock.h"
 #include "service/memory/memory.h"
+#include "tests/support/child.h"
 #include "zml_service.h"
 
 namespace {
@@ -20,16 +20,6 @@ namespace mem = zml::serv::mem;
 
 void* zmalloc(size_t s, int a) { return zml_malloc(&s, &a); }
 void zfree(void* p) { zml_free(&p); }
-
-struct Stat {
-  int64_t bytes;
-  int count;
-};
-Stat stat_now() {
-  int n = -1;
-  const int64_t b = zml_mem_stat(&n);
-  return {b, n};
-}
 
 // What one block of s bytes at alignment a holds in the manager.
 int64_t held(size_t s, size_t a) {
@@ -43,34 +33,36 @@ class MemoryStats : public ::testing::Test {
     mem::ensure_decided();
     if (mem::disabled()) GTEST_SKIP() << "caching switched off in this environment";
     zml_free_buffers();
-    base_ = stat_now();
+    base_bytes_ = zml_mem_stat(&base_count_);
   }
   void expect_delta(int count, int64_t bytes, const char* where) {
-    const Stat now = stat_now();
-    EXPECT_EQ(now.count - base_.count, count) << where;
-    EXPECT_EQ(now.bytes - base_.bytes, bytes) << where;
+    int n = -1;
+    EXPECT_EQ(zml_mem_stat(&n) - base_bytes_, bytes) << where;
+    EXPECT_EQ(n - base_count_, count) << where;
   }
-  Stat base_{};
+  int64_t base_bytes_ = 0;
+  int base_count_ = 0;
 };
 
-TEST_F(MemoryStats, AllocationCountsUntilTheCacheIsReleased) {
+TEST_F(MemoryStats, CacheHitAndSecondRelease) {
   void* p = zmalloc(1000, 64);
   ASSERT_NE(p, nullptr);
   expect_delta(1, held(1000, 64), "allocated");
+  EXPECT_EQ(zml_mem_stat(nullptr) - base_bytes_, held(1000, 64));
   zfree(p);
   expect_delta(1, held(1000, 64), "cached after free");
+  EXPECT_EQ(zml::test::capture_stdout([&] { zfree(p); }),
+            "\nArvel ZML ERROR: Parameter 1 was incorrect on entry to ZML_FREE.\n");
+  expect_delta(1, held(1000, 64), "a second release leaves it cached once");
   void* q = zmalloc(1000, 64);
+  void* other_class = zmalloc(1000, 4096);
+  void* r = zmalloc(1000, 64);
   EXPECT_EQ(q, p) << "the same size is served from the cache";
-  expect_delta(1, held(1000, 64), "cache hit");
-  zfree(q);
+  EXPECT_TRUE(r != q && other_class != q) << "the cached block was handed out twice";
+  expect_delta(3, 2 * held(1000, 64) + held(1000, 4096), "three live");
+  for (void* block : {q, other_class, r}) zfree(block);
   zml_thread_free_buffers();
   expect_delta(0, 0, "thread buffers released");
-}
-
-TEST_F(MemoryStats, OutputPointerMayBeNull) {
-  void* p = zmalloc(5000, 64);
-  EXPECT_EQ(zml_mem_stat(nullptr) - base_.bytes, held(5000, 64));
-  zfree(p);
 }
 
 TEST_F(MemoryStats, CacheKeepsTenBuffersAndGivesUpTheOldest) {
@@ -85,30 +77,17 @@ TEST_F(MemoryStats, CacheKeepsTenBuffersAndGivesUpTheOldest) {
   for (void* p : blocks) zfree(p);
   // The two freed first were pushed out by the later ones.
   expect_delta(10, all - held(10000, 64) - held(20000, 64), "ten cached");
-  // The oldest surviving entry is still there to be found.
   void* again = zmalloc(30000, 64);
-  EXPECT_EQ(again, blocks[2]);
+  EXPECT_EQ(again, blocks[2]) << "the oldest surviving entry is found";
   zfree(again);
   zml_free_buffers();
   expect_delta(0, 0, "released");
 }
 
-TEST_F(MemoryStats, DifferentAlignmentOfTheSameSizeIsAnotherClass) {
-  void* p = zmalloc(100000, 64);
-  zfree(p);
-  void* q = zmalloc(100000, 2097152);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(q) % 2097152, 0u);
-  expect_delta(2, held(100000, 64) + held(100000, 2097152), "one cached, one live");
-  zfree(q);
-  zml_thread_free_buffers();
-  expect_delta(0, 0, "released");
-}
-
-TEST_F(MemoryStats, FreeBuffersReleasesOtherThreadsCaches) {
+TEST_F(MemoryStats, OtherThreadsCachesAndRecords) {
   std::atomic<int> phase{0};
   std::thread worker([&] {
-    void* p = zmalloc(70000, 64);
-    zfree(p);
+    zfree(zmalloc(70000, 64));
     phase.store(1);
     while (phase.load() != 2) std::this_thread::yield();
   });
@@ -120,66 +99,14 @@ TEST_F(MemoryStats, FreeBuffersReleasesOtherThreadsCaches) {
   expect_delta(0, 0, "global release empties the worker's cache");
   phase.store(2);
   worker.join();
-}
-
-TEST_F(MemoryStats, BlockFreedByAnotherThreadKeepsSumsExact) {
+  // A block freed by a thread that then ends: its cache goes with it, and
+  // its record is taken again by the next thread.
   void* p = zmalloc(3000, 128);
   std::thread([p] { zfree(p); }).join();
-  // The worker's cache went with it when it ended.
   expect_delta(0, 0, "freed elsewhere, cache returned at thread exit");
-}
-
-// ---- locks ----
-
-std::atomic<int> g_acquired{0};
-std::atomic<int> g_released{0};
-std::atomic<int> g_global_taken{0};
-
-void count_locks(const zml::serv::LockWord* word, zml::serv::LockEvent event) {
-  if (event == zml::serv::LockEvent::kAcquire) {
-    g_acquired.fetch_add(1);
-    if (word == &mem::g_pool_lock || word == &mem::g_memory_lock) g_global_taken.fetch_add(1);
-  } else {
-    g_released.fetch_add(1);
-  }
-}
-
-class MemoryLocks : public ::testing::Test {
- protected:
-  void SetUp() override { g_acquired = g_released = g_global_taken = 0; }
-  void TearDown() override { zml::serv::set_lock_hook(nullptr); }
-};
-
-TEST_F(MemoryLocks, StatisticsTakePoolLockAndEverySlotLock) {
-  zml_mem_stat(nullptr);  // first use done before counting
-  zml::serv::set_lock_hook(count_locks);
-  zml_mem_stat(nullptr);
-  zml::serv::set_lock_hook(nullptr);
-  EXPECT_EQ(g_acquired.load(), 1 + mem::kSlotLocks);
-  EXPECT_EQ(g_released.load(), g_acquired.load());
-  EXPECT_EQ(g_global_taken.load(), 1);
-}
-
-TEST_F(MemoryLocks, CacheHitTakesNoGlobalLock) {
-  void* p = zmalloc(8192, 64);
-  zfree(p);
-  zml::serv::set_lock_hook(count_locks);
-  void* q = zmalloc(8192, 64);
-  zfree(q);
-  zml::serv::set_lock_hook(nullptr);
-  EXPECT_EQ(q, p);
-  EXPECT_EQ(g_global_taken.load(), 0);
-  EXPECT_EQ(g_acquired.load(), 2) << "one slot lock for the hit, one for the free";
-  EXPECT_EQ(g_released.load(), 2);
-}
-
-TEST(MemorySlotLocks, EachOnItsOwnLine) {
-  std::set<uintptr_t> lines;
-  for (uint32_t i = 0; i < mem::kSlotLocks; ++i) {
-    lines.insert(reinterpret_cast<uintptr_t>(&mem::slot_lock(i)) / 64);
-  }
-  EXPECT_EQ(lines.size(), static_cast<size_t>(mem::kSlotLocks));
-  EXPECT_EQ(&mem::slot_lock(5), &mem::slot_lock(5 + mem::kSlotLocks));
+  const uint32_t records = mem::records_in_use();
+  std::thread([] { zfree(zmalloc(100, 64)); }).join();
+  EXPECT_EQ(mem::records_in_use(), records);
 }
 
 }  // namespace
