@@ -10,27 +10,11 @@
 // is scaled by kWords.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
-#include "service/dispatch/code_path_table.h"
 #include "service/service.h"
 
 namespace zml::blas::gemm_blocked {
-
-// The row of this process's code path, picked once per table: the code path
-// is fixed for the life of the process and the store is idempotent, so no
-// lock is needed.
-template <class Row>
-const Row& pick_once(const zml::dispatch::Table<Row>& table) {
-  static std::atomic<const Row*> chosen{nullptr};
-  const Row* row = chosen.load(std::memory_order_acquire);
-  if (row == nullptr) {
-    row = &dispatch::pick(table);
-    chosen.store(row, std::memory_order_release);
-  }
-  return *row;
-}
 
 inline int64_t clamp64(int64_t v, int64_t lo, int64_t hi) {
   return v < lo ? lo : (v > hi ? hi : v);

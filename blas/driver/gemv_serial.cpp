@@ -46,14 +46,14 @@ void apply_beta(const double* beta, double* y, int64_t len, int32_t inc) {
       for (int64_t i = 0; i < len; ++i) y[i * step] = 0.0;
       return;
     }
-    dispatch::pick(kDscalTable).kernel(static_cast<int32_t>(len), beta[0], y, step_elems);
+    kDscalTable.get().kernel(static_cast<int32_t>(len), beta[0], y, step_elems);
   } else {
     if (beta[0] == 1.0 && beta[1] == 0.0) return;
     if (beta[0] == 0.0 && beta[1] == 0.0) {
       for (int64_t i = 0; i < len; ++i) y[i * step] = y[i * step + 1] = 0.0;
       return;
     }
-    dispatch::pick(kZscalTable).kernel(static_cast<int32_t>(len), beta, y, step_elems);
+    kZscalTable.get().kernel(static_cast<int32_t>(len), beta, y, step_elems);
   }
 }
 
@@ -113,7 +113,7 @@ void zml_blas_dgemv_serial(const char* trans, const int32_t* m, const int32_t* n
                            const double* x, const int32_t* incx, const double* beta, double* y,
                            const int32_t* incy) {
   const bool transposed = trans_code(trans) > 0;
-  const dgemv_variant& row = dispatch::pick(kDgemvTable);
+  const dgemv_variant& row = kDgemvTable.get();
   const dgemv_fn fn = transposed ? row.gemv_t : row.gemv_n;
   const double al = *alpha;
   const int64_t ld = *lda;
@@ -128,7 +128,7 @@ void zml_blas_zgemv_serial(const char* trans, const int32_t* m, const int32_t* n
                            const zcomplex* x, const int32_t* incx, const zcomplex* beta,
                            zcomplex* y, const int32_t* incy) {
   const int32_t code = trans_code(trans);
-  const zgemv_variant& row = dispatch::pick(kZgemvTable);
+  const zgemv_variant& row = kZgemvTable.get();
   const zgemv_fn fn = code == 2 ? row.gemv_c : code == 1 ? row.gemv_t : row.gemv_n;
   const double* al = reinterpret_cast<const double*>(alpha);
   const int64_t ld = *lda;

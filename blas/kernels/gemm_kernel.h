@@ -91,10 +91,6 @@ struct gemm_variant {
 // small_max is at most kSmallMax.
 using dgemm_variant = gemm_variant<dgemm_ukernel_fn, dgemm_pack_fn, dgemm_small_fn>;
 
-// The variant of each code path, slots 0..11, and the plain C++ reference row.
 extern const zml::dispatch::Table<dgemm_variant> kDgemmTable;
-extern const dgemm_variant kDgemmRef;
-// Every distinct row, for tests and tools (terminated by nullptr).
-extern const dgemm_variant* const kDgemmRows[];
 
 }  // namespace zml::blas
