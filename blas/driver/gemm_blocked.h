@@ -91,7 +91,7 @@ void loops(const typename T::Row& row, const Blocking& bl, int32_t ta, int32_t t
 
 // The loops with one micro-panel of each operand on the stack: the fallback
 // when work memory is refused. Slow but complete. Rows are at most 32 doubles
-// wide per line (the kernel tests check it), so one micro-panel at kc = 64
+// wide per line (the tables check it), so one micro-panel at kc = 64
 // fits; a wider row computes nothing rather than overrun the buffers.
 template <class T>
 void on_stack(const typename T::Row& row, int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k,

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The dgemm variants and their table.
+#include <algorithm>
+
 #include "blas/kernels/gemm_kernel.h"
 
 namespace zml::blas {
@@ -115,6 +117,11 @@ constexpr dispatch::Table<dgemm_variant> kDgemmTable{"dgemm",
                                                      {&kDgemmRef, &kSse2, &kAvx, &kAvx2, &kAvx512},
                                                      {&kSse2x32, &kAvxx32, &kAvx2x32, &kAvx512x32}};
 static_assert(kDgemmTable.slot(8).isa == Isa::kAvx);
+// Tiles of at most 32 lines: the packed small path and the on-stack fallback
+// of the blocked loops pad to that on the stack.
+static_assert(std::ranges::all_of(kDgemmTable.rows(), [](const dgemm_variant* r) {
+  return fits_drivers(*r, 32, kSmallMax);
+}));
 const dispatch::Registration kRegistered{&kDgemmTable};
 
 }  // namespace zml::blas

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The zgemm variants and their table.
+#include <algorithm>
+
 #include "blas/kernels/zgemm_kernel.h"
 
 namespace zml::blas {
@@ -102,6 +104,12 @@ constexpr zgemm_variant kAvx512x32 = {
 constexpr dispatch::Table<zgemm_variant> kZgemmTable{
     "zgemm", {&kZgemmRef, &kSse2, &kAvx2, &kAvx512}, {&kSse2x32, &kAvx2x32, &kAvx512x32}};
 static_assert(kZgemmTable.slot(8).isa == Isa::kSse2);
+// Tiles of at most 16 lines, which the on-stack fallback of the blocked loops
+// holds; a small kernel in every row, since the complex driver has no packed
+// fallback for small products.
+static_assert(std::ranges::all_of(kZgemmTable.rows(), [](const zgemm_variant *r) {
+  return fits_drivers(*r, 16, kZgemmSmallMax) && r->small != nullptr;
+}));
 const dispatch::Registration kRegistered{&kZgemmTable};
 
 }  // namespace zml::blas

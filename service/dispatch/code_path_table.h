@@ -196,7 +196,8 @@ class Table : public TableBase {
     rows_[static_cast<size_t>(row_count())] = r;
     add({r->name, r->isa}, narrow);
   }
-  const Row& resolve() const {
+  // Out of line, so the hot path keeps no registers for the first call's work.
+  [[gnu::noinline, gnu::cold]] const Row& resolve() const {
     const Row* row = &pick(zml_serv_get_code_path());
     chosen_.store(row, std::memory_order_release);
     return *row;

@@ -30,8 +30,8 @@ double* dp(zcomplex* x) { return reinterpret_cast<double*>(x); }
 
 int code(char t) { return t == 'N' ? 0 : t == 'T' ? 1 : 2; }
 
-// What differs between the element types: the row type, the letters, the limits
-// of the row fields, and the calling conventions of the pieces under test.
+// What differs between the element types: the row type, the letters and the
+// calling conventions of the pieces under test.
 template <class T>
 struct Kind;
 
@@ -39,8 +39,6 @@ template <>
 struct Kind<double> {
   using Row = dgemm_variant;
   static constexpr const char* kLetters = "NT";
-  static constexpr int32_t kMaxTile = 32;  // the small path packs into 32 spare lines on the stack
-  static constexpr int32_t kSmallLimit = kSmallMax;
   static void ukernel(const Row& r, int64_t m, int64_t n, int64_t k, double alpha, const double* a,
                       const double* b, double beta, double* c, int64_t ldc) {
     r.ukernel(m, n, k, alpha, a, b, beta, c, ldc);
@@ -63,8 +61,6 @@ template <>
 struct Kind<zcomplex> {
   using Row = zgemm_variant;
   static constexpr const char* kLetters = "NTC";
-  static constexpr int32_t kMaxTile = 16;  // the out-of-memory fallback packs 16 lines on the stack
-  static constexpr int32_t kSmallLimit = kZgemmSmallMax;
   static void ukernel(const Row& r, int64_t m, int64_t n, int64_t k, zcomplex alpha,
                       const zcomplex* a, const zcomplex* b, zcomplex beta, zcomplex* c,
                       int64_t ldc) {
@@ -97,19 +93,6 @@ class RowTest : public ::testing::TestWithParam<const Row<T>*> {
   }
   const Row<T>& row() const { return *this->GetParam(); }
 };
-
-template <class T>
-void shape_fields_are_consistent(const Row<T>& r) {
-  EXPECT_GE(r.mr, 1);
-  EXPECT_GE(r.nr, 1);
-  EXPECT_LE(r.mr, Kind<T>::kMaxTile);
-  EXPECT_LE(r.nr, Kind<T>::kMaxTile);
-  EXPECT_GE(r.small_max, 1);
-  EXPECT_LE(r.small_max, Kind<T>::kSmallLimit);
-  EXPECT_GE(r.kc_max, 16);
-  EXPECT_GE(r.mc_max, r.mr);
-  EXPECT_GE(r.nc_max, r.nr);
-}
 
 // The micro-kernel on packed panels (A(i, p) = a[i + p*mr], B(p, j) =
 // b[j + p*nr]) for every corner m x n of the tile, several k and the
@@ -254,11 +237,6 @@ void blocked_loops(const Row<T>& r) {
 using DgemmRow = RowTest<double>;
 using ZgemmRow = RowTest<zcomplex>;
 
-TEST_P(DgemmRow, ShapeFieldsAreConsistent) { shape_fields_are_consistent<double>(row()); }
-TEST_P(ZgemmRow, ShapeFieldsAreConsistent) {
-  shape_fields_are_consistent<zcomplex>(row());
-  EXPECT_NE(row().small, nullptr);  // the complex driver has no packed fallback for small products
-}
 TEST_P(DgemmRow, MicroKernelFullAndEdgeTiles) { micro_kernel_tiles<double>(row()); }
 TEST_P(ZgemmRow, MicroKernelFullAndEdgeTiles) { micro_kernel_tiles<zcomplex>(row()); }
 TEST_P(DgemmRow, PackingLayout) { packing_layout<double>(row()); }
