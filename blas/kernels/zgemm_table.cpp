@@ -105,10 +105,9 @@ constexpr dispatch::Table<zgemm_variant> kZgemmTable{
     "zgemm", {&kZgemmRef, &kSse2, &kAvx2, &kAvx512}, {&kSse2x32, &kAvx2x32, &kAvx512x32}};
 static_assert(kZgemmTable.slot(8).isa == Isa::kSse2);
 // Tiles of at most 16 lines, which the on-stack fallback of the blocked loops
-// holds; a small kernel in every row, since the complex driver has no packed
-// fallback for small products.
+// holds.
 static_assert(std::ranges::all_of(kZgemmTable.rows(), [](const zgemm_variant *r) {
-  return fits_drivers(*r, 16, kZgemmSmallMax) && r->small != nullptr;
+  return fits_drivers(*r, 16, kZgemmSmallMax);
 }));
 const dispatch::Registration kRegistered{&kZgemmTable};
 
