@@ -183,7 +183,9 @@ class Table : public TableBase {
     const Row* row = chosen_.load(std::memory_order_acquire);
     return row != nullptr ? *row : resolve();
   }
+  // The row code path cp runs on this processor (see picked).
   const Row& pick(int32_t cp) const { return *rows_[static_cast<size_t>(pick_index(cp))]; }
+  // The row a level runs when usable: its own, or the next lower level's.
   constexpr const Row& at(Isa level) const {
     return *rows_[static_cast<size_t>(level_row(static_cast<int32_t>(level)))];
   }
