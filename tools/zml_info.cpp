@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // zml-info: what the library detected on this machine and the settings it
-// would run with, one "key: value" line each so scripts can grep them.
+// would run with, one "key: value" line each so scripts can grep them; with
+// --tables, the row every dispatch table runs instead.
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 
 #include "service/config/settings.h"
 #include "service/cpu/code_path.h"
 #include "service/cpu/features.h"
+#include "service/dispatch/code_path_table.h"
 #include "service/platform/platform.h"
 #include "service/service.h"
 
@@ -69,9 +72,41 @@ void print_settings() {
   std::printf("packages: %" PRId32 "\n", t.packages);
 }
 
+// Per table: the row this process runs, then the code paths of each level
+// with the row they would run on this processor (and, in brackets, the
+// level's own row where it cannot run here).
+void print_tables() {
+  std::printf("code_path: %" PRId32 "\n", zml_serv_get_code_path());
+  for (const dispatch::TableBase* t : dispatch::all_tables()) {
+    std::printf("table %s: %s\ntable %s paths:", t->name(), t->running().name, t->name());
+    const char* separator = " ";
+    for (int32_t l = dispatch::level_of_path(0); l < dispatch::kLevelCount; ++l) {
+      const int32_t first = dispatch::kLevels[l].first_path;
+      const int32_t last = l + 1 < dispatch::kLevelCount ? dispatch::kLevels[l + 1].first_path - 1
+                                                         : dispatch::kCodePaths - 1;
+      std::printf("%s%" PRId32, separator, first);
+      if (last > first) std::printf("-%" PRId32, last);
+      const char* here = t->picked(first).name;
+      const char* own = t->slot(first).name;
+      std::printf(" %s", here);
+      if (std::strcmp(here, own) != 0) std::printf(" [%s]", own);
+      separator = ", ";
+    }
+    std::printf("\n");
+  }
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc == 2 && std::strcmp(argv[1], "--tables") == 0) {
+    print_tables();
+    return 0;
+  }
+  if (argc > 1) {
+    std::fprintf(stderr, "usage: zml-info [--tables]\n");
+    return 2;
+  }
   print_processor();
   print_features();
   print_settings();

@@ -37,15 +37,15 @@ inline int32_t check_gemm(const char* transa, const char* transb, int32_t m, int
 // The gemm entry words hold, above the service bits, kRoutingKnown once the
 // first product with m, n, k >= 2 has asked the routing questions (stripes,
 // driver generation), then kShortcutOpen unless stripes or the second
-// generation route every product through zml_blas_?gemm, and the table slot
-// of the single-thread multiply's row from kRowSlotShift up.
+// generation route every product through zml_blas_?gemm, and the index of the
+// single-thread multiply's row among the table's rows from kRowIndexShift up.
 inline serv::EntryWord g_dgemm_word;
 inline serv::EntryWord g_zgemm_word;
 inline constexpr uint64_t kRoutingKnown = 4;
 inline constexpr uint64_t kShortcutOpen = 8;
-inline constexpr int kRowSlotShift = 4;
+inline constexpr int kRowIndexShift = 4;
 static_assert(((kRoutingKnown | kShortcutOpen) & serv::EntryWord::kServiceBits) == 0);
-static_assert(dispatch::kCodePaths <= 16, "a slot fits in four bits");
+static_assert(dispatch::TableBase::kMaxRows <= 16, "a row index fits in four bits");
 
 template <class T>
 const auto& gemm_table() {
@@ -60,7 +60,7 @@ const auto& gemm_table() {
 template <class Row>
 const Row* shortcut_row(const dispatch::Table<Row>& table, uint64_t answers) {
   if ((answers & kShortcutOpen) == 0) return nullptr;
-  return table[(answers >> kRowSlotShift) & 15];
+  return table.rows()[(answers >> kRowIndexShift) & 15];
 }
 
 // Ask the routing questions once and add the answers to the word.

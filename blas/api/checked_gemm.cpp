@@ -17,9 +17,10 @@ uint64_t routing(serv::EntryWord& word, const dispatch::Table<Row>& table,
   uint64_t bits = kRoutingKnown;
   if (serv::num_stripes() <= 0 && gemm_driver_generation() != 2) {
     const Row* row = &active_row();
-    uint64_t slot = 0;
-    while (slot < table.size() && table[slot] != row) ++slot;
-    if (slot < table.size()) bits |= kShortcutOpen | slot << kRowSlotShift;
+    const auto rows = table.rows();
+    uint64_t index = 0;
+    while (index < rows.size() && rows[index] != row) ++index;
+    if (index < rows.size()) bits |= kShortcutOpen | index << kRowIndexShift;
   }
   return word.add(bits);
 }

@@ -23,7 +23,7 @@ struct RealElem {
 
 }  // namespace
 
-const dgemm_variant& dgemm_active_variant() { return gemm_blocked::pick_once(kDgemmTable); }
+const dgemm_variant& dgemm_active_variant() { return kDgemmTable.get(); }
 
 void dgemm_scale_c(int64_t m, int64_t n, double beta, double* c, int64_t ldc) {
   if (beta == 1.0) return;

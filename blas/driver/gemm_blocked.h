@@ -10,27 +10,11 @@
 // is scaled by kWords.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
-#include "service/dispatch/code_path_table.h"
 #include "service/service.h"
 
 namespace zml::blas::gemm_blocked {
-
-// The row of this process's code path, picked once per table: the code path
-// is fixed for the life of the process and the store is idempotent, so no
-// lock is needed.
-template <class Row>
-const Row& pick_once(const zml::dispatch::Table<Row>& table) {
-  static std::atomic<const Row*> chosen{nullptr};
-  const Row* row = chosen.load(std::memory_order_acquire);
-  if (row == nullptr) {
-    row = &dispatch::pick(table);
-    chosen.store(row, std::memory_order_release);
-  }
-  return *row;
-}
 
 inline int64_t clamp64(int64_t v, int64_t lo, int64_t hi) {
   return v < lo ? lo : (v > hi ? hi : v);
@@ -107,7 +91,7 @@ void loops(const typename T::Row& row, const Blocking& bl, int32_t ta, int32_t t
 
 // The loops with one micro-panel of each operand on the stack: the fallback
 // when work memory is refused. Slow but complete. Rows are at most 32 doubles
-// wide per line (the kernel tests check it), so one micro-panel at kc = 64
+// wide per line (the tables check it), so one micro-panel at kc = 64
 // fits; a wider row computes nothing rather than overrun the buffers.
 template <class T>
 void on_stack(const typename T::Row& row, int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k,

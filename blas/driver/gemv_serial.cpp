@@ -53,7 +53,7 @@ void apply_beta(const double* beta, double* y, int64_t len, int32_t inc) {
       for (int64_t i = 0; i < len; ++i) y[i * step] = 0.0;
       return;
     }
-    const auto scal = dispatch::pick(kDscalTable).kernel;
+    const auto scal = kDscalTable.get().kernel;
     for (int64_t c = 0; c < calls; ++c) scal(count, beta[0], y + c * step, kernel_inc);
   } else {
     if (beta[0] == 1.0 && beta[1] == 0.0) return;
@@ -61,7 +61,7 @@ void apply_beta(const double* beta, double* y, int64_t len, int32_t inc) {
       for (int64_t i = 0; i < len; ++i) y[i * step] = y[i * step + 1] = 0.0;
       return;
     }
-    const auto scal = dispatch::pick(kZscalTable).kernel;
+    const auto scal = kZscalTable.get().kernel;
     for (int64_t c = 0; c < calls; ++c) scal(count, beta, y + c * step, kernel_inc);
   }
 }
@@ -122,7 +122,7 @@ void zml_blas_dgemv_serial(const char* trans, const int32_t* m, const int32_t* n
                            const double* x, const int32_t* incx, const double* beta, double* y,
                            const int32_t* incy) {
   const bool transposed = trans_code(trans) > 0;
-  const dgemv_variant& row = dispatch::pick(kDgemvTable);
+  const dgemv_variant& row = kDgemvTable.get();
   const dgemv_fn fn = transposed ? row.gemv_t : row.gemv_n;
   const double al = *alpha;
   const int64_t ld = *lda;
@@ -137,7 +137,7 @@ void zml_blas_zgemv_serial(const char* trans, const int32_t* m, const int32_t* n
                            const zcomplex* x, const int32_t* incx, const zcomplex* beta,
                            zcomplex* y, const int32_t* incy) {
   const int32_t code = trans_code(trans);
-  const zgemv_variant& row = dispatch::pick(kZgemvTable);
+  const zgemv_variant& row = kZgemvTable.get();
   const zgemv_fn fn = code == 2 ? row.gemv_c : code == 1 ? row.gemv_t : row.gemv_n;
   const double* al = reinterpret_cast<const double*>(alpha);
   const int64_t ld = *lda;

@@ -6,12 +6,12 @@
 namespace zml::blas {
 
 void zml_blas_dscal(const int32_t* n, const double* alpha, double* x, const int32_t* incx) {
-  dispatch::pick(kDscalTable).kernel(*n, *alpha, x, *incx);
+  kDscalTable.get().kernel(*n, *alpha, x, *incx);
 }
 
 void zml_blas_zscal(const int32_t* n, const zcomplex* alpha, zcomplex* x, const int32_t* incx) {
-  dispatch::pick(kZscalTable)
-      .kernel(*n, reinterpret_cast<const double*>(alpha), reinterpret_cast<double*>(x), *incx);
+  kZscalTable.get().kernel(*n, reinterpret_cast<const double*>(alpha), reinterpret_cast<double*>(x),
+                           *incx);
 }
 
 }  // namespace zml::blas

@@ -44,7 +44,7 @@ void with_contiguous(int32_t n, double* x, int32_t inc, const char* name, Solve&
 void zml_blas_dtrsv_serial(const char* uplo, const char* trans, const char* diag, const int32_t* n,
                            const double* a, const int32_t* lda, double* x, const int32_t* incx,
                            hidden_len, hidden_len, hidden_len) {
-  const dtrsv_variant& row = dispatch::pick(kDtrsvTable);
+  const dtrsv_variant& row = kDtrsvTable.get();
   with_contiguous<1>(*n, x, *incx, "DTRSV", [&](double* xc) {
     row.kernel(uplo_upper(uplo), trans_code(trans), diag_unit(diag), *n, a, *lda, xc, row.nb,
                row.tune);
@@ -54,7 +54,7 @@ void zml_blas_dtrsv_serial(const char* uplo, const char* trans, const char* diag
 void zml_blas_ztrsv_serial(const char* uplo, const char* trans, const char* diag, const int32_t* n,
                            const zcomplex* a, const int32_t* lda, zcomplex* x, const int32_t* incx,
                            hidden_len, hidden_len, hidden_len) {
-  const ztrsv_variant& row = dispatch::pick(kZtrsvTable);
+  const ztrsv_variant& row = kZtrsvTable.get();
   with_contiguous<2>(*n, reinterpret_cast<double*>(x), *incx, "ZTRSV", [&](double* xc) {
     row.kernel(uplo_upper(uplo), trans_code(trans), diag_unit(diag), *n,
                reinterpret_cast<const double*>(a), *lda, xc, row.nb, row.tune);

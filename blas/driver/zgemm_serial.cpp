@@ -25,7 +25,7 @@ struct ComplexElem {
 
 }  // namespace
 
-const zgemm_variant& zgemm_active_variant() { return gemm_blocked::pick_once(kZgemmTable); }
+const zgemm_variant& zgemm_active_variant() { return kZgemmTable.get(); }
 
 void zgemm_scale_c(int64_t m, int64_t n, const double* beta, double* c, int64_t ldc) {
   const double br = beta[0], bi = beta[1];

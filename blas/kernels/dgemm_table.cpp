@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The dgemm variants and the code-path table that picks one per process.
-#include "blas/kernels/folder_table.h"
+// The dgemm variants and their table.
+#include <algorithm>
+
 #include "blas/kernels/gemm_kernel.h"
 
 namespace zml::blas {
@@ -99,9 +100,9 @@ constexpr dgemm_variant kAvx512 = {.ukernel = avx512::dgemm_kernel_24x8,
                                    .isa = Isa::kAvx512,
                                    .name = "avx512_24x8"};
 
-// 32-bit x86 has 8 vector registers: one vector of rows by six columns, so
-// the tile does not spill; the small kernels' wider tiles would, so these
-// rows pack small products too.
+// The narrow rows hold one vector of rows by six columns, so the tile does
+// not spill; the small kernels' wider tiles would, so these rows pack small
+// products too.
 constexpr dgemm_variant kSse2x32 = untuned(sse2::dgemm_kernel_2x6, 2, 6, 0.33, sse2::dgemm_pack_2,
                                            sse2::dgemm_pack_6, Isa::kSse2, "sse2_2x6");
 constexpr dgemm_variant kAvxx32 = untuned(avx::dgemm_kernel_4x6, 4, 6, 0.33, avx::dgemm_pack_4,
@@ -112,17 +113,15 @@ constexpr dgemm_variant kAvx512x32 =
     untuned(avx512::dgemm_kernel_8x6, 8, 6, 0.33, avx512::dgemm_pack_8, avx512::dgemm_pack_6,
             Isa::kAvx512, "avx512_8x6");
 
-// SSE4.2 adds nothing to a multiply-add kernel; code path 8 (AVX without
-// FMA) must not reach the FMA kernels.
-constexpr dispatch::Table<dgemm_variant> kDgemmTable =
-    table_by_folder(by_registers(kSse2, kSse2x32), by_registers(kAvx, kAvxx32),
-                    by_registers(kAvx2, kAvx2x32), by_registers(kAvx512, kAvx512x32));
-static_assert(kDgemmTable.size() == dispatch::kCodePaths);
-static_assert(kDgemmTable[8]->isa == Isa::kAvx, "code path 8 has no FMA");
-
-// Every row is built and tested in every build, the 32-bit ones included.
-constexpr const dgemm_variant* kDgemmRows[] = {&kDgemmRef,  &kSse2,    &kAvx,    &kAvx2,
-                                               &kAvx512,    &kSse2x32, &kAvxx32, &kAvx2x32,
-                                               &kAvx512x32, nullptr};
+constexpr dispatch::Table<dgemm_variant> kDgemmTable{"dgemm",
+                                                     {&kDgemmRef, &kSse2, &kAvx, &kAvx2, &kAvx512},
+                                                     {&kSse2x32, &kAvxx32, &kAvx2x32, &kAvx512x32}};
+static_assert(kDgemmTable.slot(8).isa == Isa::kAvx);
+// Tiles of at most 32 lines: the packed small path and the on-stack fallback
+// of the blocked loops pad to that on the stack.
+static_assert(std::ranges::all_of(kDgemmTable.rows(), [](const dgemm_variant* r) {
+  return fits_drivers(*r, 32, kSmallMax);
+}));
+const dispatch::Registration kRegistered{&kDgemmTable};
 
 }  // namespace zml::blas

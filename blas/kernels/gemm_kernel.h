@@ -87,14 +87,19 @@ struct gemm_variant {
   const char* name;
 };
 
+// The shape every driver relies on, checked on each table at compile time:
+// tiles of 1 to max_tile lines, small_max from 1 to the family's limit, and
+// block bounds no smaller than one tile.
+template <class Variant>
+constexpr bool fits_drivers(const Variant& r, int32_t max_tile, int32_t small_limit) {
+  return r.mr >= 1 && r.nr >= 1 && r.mr <= max_tile && r.nr <= max_tile && r.small_max >= 1 &&
+         r.small_max <= small_limit && r.kc_max >= 16 && r.mc_max >= r.mr && r.nc_max >= r.nr;
+}
+
 // small may be null: the driver then packs small operands on the stack.
 // small_max is at most kSmallMax.
 using dgemm_variant = gemm_variant<dgemm_ukernel_fn, dgemm_pack_fn, dgemm_small_fn>;
 
-// The variant of each code path, slots 0..11, and the plain C++ reference row.
 extern const zml::dispatch::Table<dgemm_variant> kDgemmTable;
-extern const dgemm_variant kDgemmRef;
-// Every distinct row, for tests and tools (terminated by nullptr).
-extern const dgemm_variant* const kDgemmRows[];
 
 }  // namespace zml::blas

@@ -35,22 +35,14 @@ struct zscal_variant {
 
 extern const dispatch::Table<dscal_variant> kDscalTable;
 extern const dispatch::Table<zscal_variant> kZscalTable;
-// Every row once (ref first), for the kernel tests and the info tool.
-inline constexpr int kLevel1Rows = 5;
-extern const dscal_variant* const kDscalRows[kLevel1Rows];
-extern const zscal_variant* const kZscalRows[kLevel1Rows];
 
-// One declaration block per kernel folder; the folders define these.
-#define ZML_LEVEL1_DECLARE(isa)                                               \
-  namespace isa {                                                             \
+// The kernels of each folder, defined there.
+#define ZML_LEVEL1_DECLARE(folder, ...)                                       \
+  namespace folder {                                                          \
   void dscal_kernel(int32_t n, double alpha, double* x, int32_t incx);        \
   void zscal_kernel(int32_t n, const double* alpha, double* x, int32_t incx); \
   }
-ZML_LEVEL1_DECLARE(ref)
-ZML_LEVEL1_DECLARE(sse2)
-ZML_LEVEL1_DECLARE(avx)
-ZML_LEVEL1_DECLARE(avx2)
-ZML_LEVEL1_DECLARE(avx512)
+ZML_ISA_LEVELS(ZML_LEVEL1_DECLARE)
 #undef ZML_LEVEL1_DECLARE
 
 }  // namespace zml::blas

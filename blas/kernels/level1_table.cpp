@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The scaling tables: one row per kernel folder, one slot per code path.
-#include "blas/kernels/folder_table.h"
+// The scaling tables: one row per kernel folder.
 #include "blas/kernels/level1_kernel.h"
 
 namespace zml::blas {
@@ -21,16 +20,10 @@ constexpr zscal_variant kZscalAvx2{Isa::kAvx2, avx2::zscal_kernel, "avx2"};
 constexpr zscal_variant kZscalAvx512{Isa::kAvx512, avx512::zscal_kernel, "avx512"};
 }  // namespace
 
-const dispatch::Table<dscal_variant> kDscalTable =
-    table_by_folder(&kDscalSse2, &kDscalAvx, &kDscalAvx2, &kDscalAvx512);
-const dispatch::Table<zscal_variant> kZscalTable =
-    table_by_folder(&kZscalSse2, &kZscalAvx, &kZscalAvx2, &kZscalAvx512);
-static_assert(kDscalTable.size() == dispatch::kCodePaths);
-static_assert(kZscalTable.size() == dispatch::kCodePaths);
-
-const dscal_variant* const kDscalRows[kLevel1Rows] = {&kDscalRef, &kDscalSse2, &kDscalAvx,
-                                                      &kDscalAvx2, &kDscalAvx512};
-const zscal_variant* const kZscalRows[kLevel1Rows] = {&kZscalRef, &kZscalSse2, &kZscalAvx,
-                                                      &kZscalAvx2, &kZscalAvx512};
+constexpr dispatch::Table<dscal_variant> kDscalTable{
+    "dscal", {&kDscalRef, &kDscalSse2, &kDscalAvx, &kDscalAvx2, &kDscalAvx512}};
+constexpr dispatch::Table<zscal_variant> kZscalTable{
+    "zscal", {&kZscalRef, &kZscalSse2, &kZscalAvx, &kZscalAvx2, &kZscalAvx512}};
+const dispatch::Registration kRegistered{&kDscalTable, &kZscalTable};
 
 }  // namespace zml::blas

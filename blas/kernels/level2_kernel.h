@@ -97,16 +97,10 @@ extern const dispatch::Table<dgemv_variant> kDgemvTable;
 extern const dispatch::Table<zgemv_variant> kZgemvTable;
 extern const dispatch::Table<dtrsv_variant> kDtrsvTable;
 extern const dispatch::Table<ztrsv_variant> kZtrsvTable;
-// Every row once (ref first), for the kernel tests and the info tool.
-inline constexpr int kLevel2Rows = 5;
-extern const dgemv_variant* const kDgemvRows[kLevel2Rows];
-extern const zgemv_variant* const kZgemvRows[kLevel2Rows];
-extern const dtrsv_variant* const kDtrsvRows[kLevel2Rows];
-extern const ztrsv_variant* const kZtrsvRows[kLevel2Rows];
 
-// One declaration block per kernel folder; the folders define these.
-#define ZML_LEVEL2_DECLARE(isa)                                                                \
-  namespace isa {                                                                              \
+// The kernels of each folder, defined there.
+#define ZML_LEVEL2_DECLARE(folder, ...)                                                        \
+  namespace folder {                                                                           \
   void dgemv_kernel_n(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,        \
                       const double* x, double* y, const gemv_tuning& tune);                    \
   void dgemv_kernel_t(int32_t m, int32_t n, double alpha, const double* a, int64_t lda,        \
@@ -122,11 +116,7 @@ extern const ztrsv_variant* const kZtrsvRows[kLevel2Rows];
   void ztrsv_kernel(int32_t upper, int32_t trans, int32_t unit, int32_t n, const double* a,    \
                     int64_t lda, double* x, int32_t nb, const gemv_tuning& tune);              \
   }
-ZML_LEVEL2_DECLARE(ref)
-ZML_LEVEL2_DECLARE(sse2)
-ZML_LEVEL2_DECLARE(avx)
-ZML_LEVEL2_DECLARE(avx2)
-ZML_LEVEL2_DECLARE(avx512)
+ZML_ISA_LEVELS(ZML_LEVEL2_DECLARE)
 #undef ZML_LEVEL2_DECLARE
 
 }  // namespace zml::blas

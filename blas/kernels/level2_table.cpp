@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The matrix-vector tables: one row per kernel folder, one slot per code path.
-#include "blas/kernels/folder_table.h"
+// The matrix-vector tables: one row per kernel folder.
 #include "blas/kernels/level2_kernel.h"
 
 namespace zml::blas {
@@ -36,26 +35,14 @@ ZML_LEVEL2_ROWS(avx512, Isa::kAvx512, Avx512)
 #undef ZML_LEVEL2_ROWS
 }  // namespace
 
-const dispatch::Table<dgemv_variant> kDgemvTable =
-    table_by_folder(&kDgemvSse2, &kDgemvAvx, &kDgemvAvx2, &kDgemvAvx512);
-const dispatch::Table<zgemv_variant> kZgemvTable =
-    table_by_folder(&kZgemvSse2, &kZgemvAvx, &kZgemvAvx2, &kZgemvAvx512);
-const dispatch::Table<dtrsv_variant> kDtrsvTable =
-    table_by_folder(&kDtrsvSse2, &kDtrsvAvx, &kDtrsvAvx2, &kDtrsvAvx512);
-const dispatch::Table<ztrsv_variant> kZtrsvTable =
-    table_by_folder(&kZtrsvSse2, &kZtrsvAvx, &kZtrsvAvx2, &kZtrsvAvx512);
-static_assert(kDgemvTable.size() == dispatch::kCodePaths);
-static_assert(kZgemvTable.size() == dispatch::kCodePaths);
-static_assert(kDtrsvTable.size() == dispatch::kCodePaths);
-static_assert(kZtrsvTable.size() == dispatch::kCodePaths);
-
-const dgemv_variant* const kDgemvRows[kLevel2Rows] = {&kDgemvRef, &kDgemvSse2, &kDgemvAvx,
-                                                      &kDgemvAvx2, &kDgemvAvx512};
-const zgemv_variant* const kZgemvRows[kLevel2Rows] = {&kZgemvRef, &kZgemvSse2, &kZgemvAvx,
-                                                      &kZgemvAvx2, &kZgemvAvx512};
-const dtrsv_variant* const kDtrsvRows[kLevel2Rows] = {&kDtrsvRef, &kDtrsvSse2, &kDtrsvAvx,
-                                                      &kDtrsvAvx2, &kDtrsvAvx512};
-const ztrsv_variant* const kZtrsvRows[kLevel2Rows] = {&kZtrsvRef, &kZtrsvSse2, &kZtrsvAvx,
-                                                      &kZtrsvAvx2, &kZtrsvAvx512};
+constexpr dispatch::Table<dgemv_variant> kDgemvTable{
+    "dgemv", {&kDgemvRef, &kDgemvSse2, &kDgemvAvx, &kDgemvAvx2, &kDgemvAvx512}};
+constexpr dispatch::Table<zgemv_variant> kZgemvTable{
+    "zgemv", {&kZgemvRef, &kZgemvSse2, &kZgemvAvx, &kZgemvAvx2, &kZgemvAvx512}};
+constexpr dispatch::Table<dtrsv_variant> kDtrsvTable{
+    "dtrsv", {&kDtrsvRef, &kDtrsvSse2, &kDtrsvAvx, &kDtrsvAvx2, &kDtrsvAvx512}};
+constexpr dispatch::Table<ztrsv_variant> kZtrsvTable{
+    "ztrsv", {&kZtrsvRef, &kZtrsvSse2, &kZtrsvAvx, &kZtrsvAvx2, &kZtrsvAvx512}};
+const dispatch::Registration kRegistered{&kDgemvTable, &kZgemvTable, &kDtrsvTable, &kZtrsvTable};
 
 }  // namespace zml::blas

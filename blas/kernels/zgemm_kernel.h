@@ -48,10 +48,6 @@ using zgemm_small_fn = void (*)(int64_t m, int64_t n, int64_t k, const double* a
 // kZgemmSmallMax.
 using zgemm_variant = gemm_variant<zgemm_ukernel_fn, zgemm_pack_fn, zgemm_small_fn>;
 
-// The variant of each code path, slots 0..11, and the plain C++ reference row.
 extern const zml::dispatch::Table<zgemm_variant> kZgemmTable;
-extern const zgemm_variant kZgemmRef;
-// Every distinct row, for tests and tools (terminated by nullptr).
-extern const zgemm_variant* const kZgemmRows[];
 
 }  // namespace zml::blas

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The zgemm variants and the code-path table that picks one per process.
-#include "blas/kernels/folder_table.h"
+// The zgemm variants and their table.
+#include <algorithm>
+
 #include "blas/kernels/zgemm_kernel.h"
 
 namespace zml::blas {
@@ -83,7 +84,7 @@ constexpr zgemm_variant kAvx512 = {
     avx512::zgemm_pack_8, avx512::zgemm_pack_6, avx512::zgemm_small, 16, Isa::kAvx512,
     "avx512_8x6"};
 
-// 32-bit x86 has 8 vector registers: tiles of 6 accumulators, so nothing spills.
+// The narrow rows' tiles take 6 accumulators, so nothing spills.
 constexpr zgemm_variant kSse2x32 = {
     sse2::zgemm_kernel_1x3, 1, 3, 0.33, 0.5, 0.25, 256, 512, 4096,
     sse2::zgemm_pack_1, sse2::zgemm_pack_3, sse2::zgemm_small, 16, Isa::kSse2, "sse2_1x3"};
@@ -99,14 +100,15 @@ constexpr zgemm_variant kAvx512x32 = {
 // clang-format on
 
 // There is no AVX-only complex kernel: code path 8 (AVX without FMA) runs the
-// SSE2 row, since the FMA kernels must not run there.
-constexpr dispatch::Table<zgemm_variant> kZgemmTable =
-    table_by_folder(by_registers(kSse2, kSse2x32), by_registers(kSse2, kSse2x32),
-                    by_registers(kAvx2, kAvx2x32), by_registers(kAvx512, kAvx512x32));
-static_assert(kZgemmTable.size() == dispatch::kCodePaths);
-
-// Both tile sets run on either build, so tests check them all.
-constexpr const zgemm_variant *kZgemmRows[] = {&kZgemmRef, &kSse2,   &kSse2x32,   &kAvx2,
-                                               &kAvx2x32,  &kAvx512, &kAvx512x32, nullptr};
+// SSE2 row.
+constexpr dispatch::Table<zgemm_variant> kZgemmTable{
+    "zgemm", {&kZgemmRef, &kSse2, &kAvx2, &kAvx512}, {&kSse2x32, &kAvx2x32, &kAvx512x32}};
+static_assert(kZgemmTable.slot(8).isa == Isa::kSse2);
+// Tiles of at most 16 lines, which the on-stack fallback of the blocked loops
+// holds.
+static_assert(std::ranges::all_of(kZgemmTable.rows(), [](const zgemm_variant *r) {
+  return fits_drivers(*r, 16, kZgemmSmallMax);
+}));
+const dispatch::Registration kRegistered{&kZgemmTable};
 
 }  // namespace zml::blas

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The instruction cap from ZML_ENABLE_INSTRUCTIONS and the isa_allowed flags
-// it sets, which kernels choosing their own variants read; plus the question
-// every dispatch table asks: may this instruction set run here?
+// it sets, which kernels choosing their own variants and the dispatch tables
+// read.
 #include <array>
 #include <atomic>
 #include <cstring>
 
 #include "service/cpu/code_path.h"
-#include "service/dispatch/code_path_table.h"
 #include "service/service.h"
 
 namespace zml::cpu {
@@ -158,34 +157,3 @@ bool isa_allowed(IsaFlag which) {
 }
 
 }  // namespace zml::serv
-
-namespace zml::dispatch {
-
-// The processor (with the operating system's register state) must support the
-// whole group, and the flags must allow it: a cap such as AVX2 on an AVX-512
-// processor leaves kAvx2 usable and makes kAvx512 unusable.
-bool isa_usable(Isa isa) {
-  using cpu::group;
-  using cpu::Level;
-  switch (isa) {
-    case Isa::kRef:
-      return true;
-    case Isa::kSse2:
-#if defined(__x86_64__)
-      return true;
-#else
-      return cpu::has(group(Level::kSse2));
-#endif
-    case Isa::kSse42:
-      return cpu::has(group(Level::kSse42)) && serv::isa_allowed(serv::kIsaSse42);
-    case Isa::kAvx:
-      return cpu::has(group(Level::kAvx)) && serv::isa_allowed(serv::kIsaAvx);
-    case Isa::kAvx2:
-      return cpu::has(group(Level::kAvx2)) && serv::isa_allowed(serv::kIsaAvx2);
-    case Isa::kAvx512:
-      return cpu::has(group(Level::kAvx512)) && serv::isa_allowed(serv::kIsaAvx512);
-  }
-  return false;
-}
-
-}  // namespace zml::dispatch

@@ -30,8 +30,8 @@ double* dp(zcomplex* x) { return reinterpret_cast<double*>(x); }
 
 int code(char t) { return t == 'N' ? 0 : t == 'T' ? 1 : 2; }
 
-// What differs between the element types: the rows, the letters, the limits
-// of the row fields, and the calling conventions of the pieces under test.
+// What differs between the element types: the row type, the letters and the
+// calling conventions of the pieces under test.
 template <class T>
 struct Kind;
 
@@ -39,9 +39,6 @@ template <>
 struct Kind<double> {
   using Row = dgemm_variant;
   static constexpr const char* kLetters = "NT";
-  static constexpr int32_t kMaxTile = 32;  // the small path packs into 32 spare lines on the stack
-  static constexpr int32_t kSmallLimit = kSmallMax;
-  static const Row* const* rows() { return kDgemmRows; }
   static void ukernel(const Row& r, int64_t m, int64_t n, int64_t k, double alpha, const double* a,
                       const double* b, double beta, double* c, int64_t ldc) {
     r.ukernel(m, n, k, alpha, a, b, beta, c, ldc);
@@ -64,9 +61,6 @@ template <>
 struct Kind<zcomplex> {
   using Row = zgemm_variant;
   static constexpr const char* kLetters = "NTC";
-  static constexpr int32_t kMaxTile = 16;  // the out-of-memory fallback packs 16 lines on the stack
-  static constexpr int32_t kSmallLimit = kZgemmSmallMax;
-  static const Row* const* rows() { return kZgemmRows; }
   static void ukernel(const Row& r, int64_t m, int64_t n, int64_t k, zcomplex alpha,
                       const zcomplex* a, const zcomplex* b, zcomplex beta, zcomplex* c,
                       int64_t ldc) {
@@ -90,13 +84,6 @@ template <class T>
 using Row = typename Kind<T>::Row;
 
 template <class T>
-std::vector<const Row<T>*> all_rows() {
-  std::vector<const Row<T>*> rows;
-  for (const Row<T>* const* r = Kind<T>::rows(); *r != nullptr; ++r) rows.push_back(*r);
-  return rows;
-}
-
-template <class T>
 class RowTest : public ::testing::TestWithParam<const Row<T>*> {
  protected:
   void SetUp() override {
@@ -106,19 +93,6 @@ class RowTest : public ::testing::TestWithParam<const Row<T>*> {
   }
   const Row<T>& row() const { return *this->GetParam(); }
 };
-
-template <class T>
-void shape_fields_are_consistent(const Row<T>& r) {
-  EXPECT_GE(r.mr, 1);
-  EXPECT_GE(r.nr, 1);
-  EXPECT_LE(r.mr, Kind<T>::kMaxTile);
-  EXPECT_LE(r.nr, Kind<T>::kMaxTile);
-  EXPECT_GE(r.small_max, 1);
-  EXPECT_LE(r.small_max, Kind<T>::kSmallLimit);
-  EXPECT_GE(r.kc_max, 16);
-  EXPECT_GE(r.mc_max, r.mr);
-  EXPECT_GE(r.nc_max, r.nr);
-}
 
 // The micro-kernel on packed panels (A(i, p) = a[i + p*mr], B(p, j) =
 // b[j + p*nr]) for every corner m x n of the tile, several k and the
@@ -263,11 +237,6 @@ void blocked_loops(const Row<T>& r) {
 using DgemmRow = RowTest<double>;
 using ZgemmRow = RowTest<zcomplex>;
 
-TEST_P(DgemmRow, ShapeFieldsAreConsistent) { shape_fields_are_consistent<double>(row()); }
-TEST_P(ZgemmRow, ShapeFieldsAreConsistent) {
-  shape_fields_are_consistent<zcomplex>(row());
-  EXPECT_NE(row().small, nullptr);  // the complex driver has no packed fallback for small products
-}
 TEST_P(DgemmRow, MicroKernelFullAndEdgeTiles) { micro_kernel_tiles<double>(row()); }
 TEST_P(ZgemmRow, MicroKernelFullAndEdgeTiles) { micro_kernel_tiles<zcomplex>(row()); }
 TEST_P(DgemmRow, PackingLayout) { packing_layout<double>(row()); }
@@ -294,32 +263,9 @@ template <class T>
 std::string row_name(const ::testing::TestParamInfo<const Row<T>*>& p) {
   return p.param->name;
 }
-INSTANTIATE_TEST_SUITE_P(Rows, DgemmRow, ::testing::ValuesIn(all_rows<double>()), row_name<double>);
-INSTANTIATE_TEST_SUITE_P(AllRows, ZgemmRow, ::testing::ValuesIn(all_rows<zcomplex>()),
+INSTANTIATE_TEST_SUITE_P(Rows, DgemmRow, ::testing::ValuesIn(kDgemmTable.rows()), row_name<double>);
+INSTANTIATE_TEST_SUITE_P(AllRows, ZgemmRow, ::testing::ValuesIn(kZgemmTable.rows()),
                          row_name<zcomplex>);
-
-TEST(DgemmTable, EverySlotFilledAndPickUsable) {
-  for (int cp = 0; cp < dispatch::kCodePaths; ++cp) {
-    ASSERT_NE(kDgemmTable[static_cast<size_t>(cp)], nullptr) << "slot " << cp;
-    const dgemm_variant& r = dispatch::pick(kDgemmTable, cp);
-    EXPECT_TRUE(dispatch::isa_usable(r.isa)) << "slot " << cp << " picked " << r.name;
-  }
-  // AVX without FMA must never reach an FMA kernel.
-  EXPECT_LT(static_cast<int>(kDgemmTable[8]->isa), static_cast<int>(dispatch::Isa::kAvx2));
-}
-
-// The table has every slot filled, and no slot hands an FMA kernel to the AVX
-// path (code path 8) or anything wider than the path's own folder.
-TEST(ZgemmTable, SlotsMatchTheirCodePath) {
-  for (int cp = 0; cp < dispatch::kCodePaths; ++cp) {
-    const zgemm_variant* r = kZgemmTable[static_cast<size_t>(cp)];
-    ASSERT_NE(r, nullptr) << "slot " << cp;
-    EXPECT_LE(static_cast<int>(r->isa),
-              static_cast<int>(dispatch::kIsaOfCodePath[static_cast<size_t>(cp)]))
-        << "slot " << cp << " holds " << r->name;
-  }
-  EXPECT_EQ(kZgemmTable[8]->isa, dispatch::Isa::kSse2);
-}
 
 }  // namespace
 }  // namespace zml::blas

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Where a gemm goes: one-row and one-column products through gemv and inner
 // dimension 1 through the rank-1 update (every transposition pair, real and
-// complex), the contiguous copy of a strided x, and the driver generation
-// chosen from the code path (forced paths in child processes).
+// complex), the contiguous copy of a strided x, and the driver generation and
+// the kernel rows chosen from the code path (forced paths in child processes).
 #include <gtest/gtest.h>
 
 #include <complex>
@@ -11,6 +11,7 @@
 
 #include "blas/blas.h"
 #include "blas/driver/gemm_driver.h"
+#include "service/dispatch/code_path_table.h"
 #include "service/service.h"
 #include "tests/blas/gemm_check.h"
 #include "tests/support/child.h"
@@ -111,9 +112,19 @@ TEST(GemmGeneration, AnswerOfEveryCodePath) {
   EXPECT_EQ(zml::blas::gemm_generation_for(12), 0);
 }
 
+// Every table's row for code path cp on this processor, or with cp = -1 the
+// row this process runs.
+std::string table_rows(int32_t cp) {
+  std::string rows;
+  for (const zml::dispatch::TableBase* t : zml::dispatch::all_tables()) {
+    rows += std::string(cp < 0 ? t->running().name : t->picked(cp).name) + " ";
+  }
+  return rows;
+}
+
 // Multiplies a few products (so the generation is asked several times) and
-// reports the code path, the generation, what was printed and whether every
-// result matched the naive loop.
+// reports the code path, the generation, the rows the tables run, what was
+// printed and whether every result matched the naive loop.
 TEST(GemmGeneration, DISABLED_Child) {
   bool ok = true;
   const std::string out = zml::test::capture_stdout([&] {
@@ -123,6 +134,7 @@ TEST(GemmGeneration, DISABLED_Child) {
                                        1, 63);
   });
   zml::test::emit("cp", zml_serv_get_code_path());
+  zml::test::emit("rows", table_rows(-1));
   zml::test::emit("generation", zml::blas::gemm_driver_generation());
   zml::test::emit("ok", ok ? 1 : 0);
   size_t count = 0;
@@ -142,8 +154,8 @@ struct Forced {
 };
 
 TEST(GemmGeneration, ForcedCodePathsPickTheirDriverAndMessageAppearsOnce) {
-  for (const Forced f : {Forced{"", -1}, Forced{"9", 2}, Forced{"7", 2}, Forced{"5", 1},
-                         Forced{"8", 0}, Forced{"3", 0}, Forced{"2", 1}}) {
+  for (const Forced f : {Forced{"", -1}, Forced{"11", 0}, Forced{"9", 2}, Forced{"7", 2},
+                         Forced{"5", 1}, Forced{"8", 0}, Forced{"3", 0}, Forced{"2", 1}}) {
     const auto r = zml::test::run_child("GemmGeneration.DISABLED_Child",
                                         {{"ZML_CODE_PATH_OVERRIDE", f.override_value}});
     ASSERT_EQ(r.exit_code, 0) << f.override_value << "\n" << r.out;
@@ -155,6 +167,7 @@ TEST(GemmGeneration, ForcedCodePathsPickTheirDriverAndMessageAppearsOnce) {
     }
     const int gen = f.generation >= 0 ? f.generation : zml::blas::gemm_generation_for(cp);
     EXPECT_EQ(r.value("generation"), std::to_string(gen)) << r.out;
+    EXPECT_EQ(r.value("rows"), table_rows(cp)) << r.out;
     EXPECT_EQ(r.value("ok"), "1") << r.out;
     // Unserved paths print message 1213 with their number once per process.
     EXPECT_EQ(r.value("messages"), gen == 0 ? "1" : "0") << r.out;

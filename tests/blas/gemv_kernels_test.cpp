@@ -1,18 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Every gemv and trsv table row the processor supports, called directly on
-// contiguous data against the naive loop (unsupported rows skip visibly), and
-// every code path forced through the override variable in a child process.
+// contiguous data against the naive loop (unsupported rows skip visibly).
 #include <gtest/gtest.h>
 
 #include <complex>
-#include <cstdio>
 #include <string>
 
 #include "blas/kernels/level2_kernel.h"
-#include "service/service.h"
 #include "tests/blas/level2_check.h"
-#include "tests/support/child.h"
-#include "zml_cblas.h"
 
 namespace {
 
@@ -61,20 +56,26 @@ void check_trsv_kernel(Kernel kernel, const zml::blas::gemv_tuning& tune, const 
   }
 }
 
-class Level2Rows : public ::testing::TestWithParam<int> {
+// One kernel folder per parameter: its dgemv row, and the other tables' rows
+// of the same level.
+class Level2Rows : public ::testing::TestWithParam<const zml::blas::dgemv_variant*> {
  protected:
-  // The rows of one folder share its instruction set.
   void SetUp() override {
-    const auto* row = zml::blas::kDgemvRows[GetParam()];
-    if (!zml::dispatch::isa_usable(row->isa)) GTEST_SKIP() << "row " << row->name << " not usable";
+    if (!zml::dispatch::isa_usable(GetParam()->isa)) {
+      GTEST_SKIP() << "row " << GetParam()->name << " not usable";
+    }
+  }
+  template <class Row>
+  const Row* same_level(const zml::dispatch::Table<Row>& table) const {
+    return &table.at(GetParam()->isa);
   }
 };
 
 TEST_P(Level2Rows, GemvMatchesNaiveLoop) {
-  const auto* d = zml::blas::kDgemvRows[GetParam()];
+  const auto* d = GetParam();
   check_gemv_kernel<double>('N', d->gemv_n, d->tune, d->name);
   check_gemv_kernel<double>('T', d->gemv_t, d->tune, d->name);
-  const auto* z = zml::blas::kZgemvRows[GetParam()];
+  const auto* z = same_level(zml::blas::kZgemvTable);
   check_gemv_kernel<zcomplex>('N', z->gemv_n, z->tune, z->name);
   check_gemv_kernel<zcomplex>('T', z->gemv_t, z->tune, z->name);
   check_gemv_kernel<zcomplex>('C', z->gemv_c, z->tune, z->name);
@@ -84,7 +85,7 @@ TEST_P(Level2Rows, GemvMatchesNaiveLoop) {
 // keeps y (N) or eight sums (T) in registers over column panels; odd sizes, a
 // padded lda and a misaligned start exercise its leading and trailing rows.
 TEST_P(Level2Rows, DgemvLargeMatricesMatchNaiveLoop) {
-  const auto* row = zml::blas::kDgemvRows[GetParam()];
+  const auto* row = GetParam();
   const int m = 2053, n = 2047;
   ASSERT_GE(int64_t{m} * n, int64_t{1} << 22);
   for (char t : {'N', 'T'}) {
@@ -96,55 +97,15 @@ TEST_P(Level2Rows, DgemvLargeMatricesMatchNaiveLoop) {
 }
 
 TEST_P(Level2Rows, TrsvMatchesSubstitution) {
-  const auto* d = zml::blas::kDtrsvRows[GetParam()];
+  const auto* d = same_level(zml::blas::kDtrsvTable);
   check_trsv_kernel<double>(d->kernel, d->tune, d->name);
-  const auto* z = zml::blas::kZtrsvRows[GetParam()];
+  const auto* z = same_level(zml::blas::kZtrsvTable);
   check_trsv_kernel<zcomplex>(z->kernel, z->tune, z->name);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, Level2Rows, ::testing::Range(0, zml::blas::kLevel2Rows),
-                         [](const ::testing::TestParamInfo<int>& p) {
-                           return std::string(zml::blas::kDgemvRows[p.param]->name);
+INSTANTIATE_TEST_SUITE_P(Rows, Level2Rows, ::testing::ValuesIn(zml::blas::kDgemvTable.rows()),
+                         [](const ::testing::TestParamInfo<const zml::blas::dgemv_variant*>& p) {
+                           return std::string(p.param->name);
                          });
-
-// ---- the override, once per code path, in child processes ---------------------
-
-// In the child: the code path it runs, the row the table gives it, and whether
-// a gemv (negative increment), a zgemv "C" and a real and a complex trsv
-// through the exports match the naive loops.
-TEST(GemvCodePath, DISABLED_Child) {
-  zml::test::emit("code_path", zml_serv_get_code_path());
-  zml::test::emit("row", zml::dispatch::pick(zml::blas::kDgemvTable).name);
-  GemvCase<double> d(false, 'T', 67, 45, 2.0, 0.5, 0, -2, 1, 77);
-  GemvCase<zcomplex> z(false, 'C', 67, 45, zcomplex(1, -1), zcomplex(0.5, 0.5), 0, 1, 1, 80);
-  TrsvCase<double> dt(false, true, 'N', false, 45, 0, 1, 83);
-  TrsvCase<zcomplex> zt(false, false, 'C', false, 45, 1, 1, 84);
-  zml::test::call_cblas(d);
-  zml::test::call_cblas(z);
-  zml::test::call_cblas(dt);
-  zml::test::call_cblas(zt);
-  bool ok = true;
-  for (const auto& r :
-       {d.matches("dgemv"), z.matches("zgemv"), dt.matches("dtrsv"), zt.matches("ztrsv")}) {
-    if (!r) std::printf("%s\n", r.message());
-    ok = ok && r;
-  }
-  zml::test::emit("correct", ok ? 1 : 0);
-}
-
-class GemvCodePathOverride : public ::testing::TestWithParam<int> {};
-
-TEST_P(GemvCodePathOverride, ChildRunsForcedPathCorrectly) {
-  const int cp = GetParam();
-  const auto r = zml::test::run_child("GemvCodePath.DISABLED_Child",
-                                      {{"ZML_CODE_PATH_OVERRIDE", std::to_string(cp)}});
-  ASSERT_EQ(r.exit_code, 0) << r.out;
-  EXPECT_EQ(r.value("code_path"), std::to_string(cp)) << r.out;
-  // The row is the slot's own, or the best usable lower one on this processor.
-  EXPECT_EQ(r.value("row"), zml::dispatch::pick(zml::blas::kDgemvTable, cp).name) << r.out;
-  EXPECT_EQ(r.value("correct"), "1") << r.out;
-}
-
-INSTANTIATE_TEST_SUITE_P(Paths, GemvCodePathOverride, ::testing::Values(0, 7, 8, 9, 11));
 
 }  // namespace

@@ -40,7 +40,7 @@ void check_scal(Scal scal, T alpha, const std::string& name) {
 }
 
 TEST(Scal, DscalEveryRowAndExport) {
-  for (const zml::blas::dscal_variant* row : zml::blas::kDscalRows) {
+  for (const zml::blas::dscal_variant* row : zml::blas::kDscalTable.rows()) {
     if (!zml::dispatch::isa_usable(row->isa)) {
       std::printf("[  SKIPPED ] dscal row %s: instruction set not usable here\n", row->name);
       continue;
@@ -55,7 +55,7 @@ TEST(Scal, DscalEveryRowAndExport) {
 
 TEST(Scal, ZscalEveryRowAndExport) {
   const zcomplex alpha(0.75, -1.5);
-  for (const zml::blas::zscal_variant* row : zml::blas::kZscalRows) {
+  for (const zml::blas::zscal_variant* row : zml::blas::kZscalTable.rows()) {
     if (!zml::dispatch::isa_usable(row->isa)) {
       std::printf("[  SKIPPED ] zscal row %s: instruction set not usable here\n", row->name);
       continue;
