@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The checked gemm entries: the argument checks in their order with the exact
-// reports, rejected calls leaving C alone, the verbose line (failed calls
-// included), and the quick returns and zero-or-one scalars of the driver.
+// reports, rejected calls leaving C alone, and the quick returns and
+// zero-or-one scalars of the driver (the verbose trace of failed calls is in
+// cblas_errors_test.cpp).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -99,11 +100,10 @@ TEST_F(GemmEntryChecks, EachBadArgumentReportedOnceWithItsNumberAndCUntouched) {
 TEST_F(GemmEntryChecks, LettersInEitherCaseAndMinimalLeadingDimensionsPass) {
   for (const char* ta : {"n", "t", "c", "N", "T", "C"}) {
     for (const char* tb : {"n", "t", "c"}) {
-      Args g;
-      g.ta = ta;
-      g.tb = tb;
-      g.lda = (ta[0] & ~0x20) == 'N' ? 2 : 4;
-      g.ldb = (tb[0] & ~0x20) == 'N' ? 4 : 3;
+      const Args g{.ta = ta,
+                   .tb = tb,
+                   .lda = (ta[0] & ~0x20) == 'N' ? 2 : 4,
+                   .ldb = (tb[0] & ~0x20) == 'N' ? 4 : 3};
       std::vector<double> c;
       EXPECT_EQ(call_d(g, c), "") << ta << tb;
       // alpha*4 ones + 0.5*7 for every element of the 2 x 3 block.
@@ -115,49 +115,8 @@ TEST_F(GemmEntryChecks, LettersInEitherCaseAndMinimalLeadingDimensionsPass) {
     }
   }
   // Zero sizes need leading dimensions of 1 only.
-  Args g;
-  g.m = 0;
-  g.n = 0;
-  g.k = 0;
-  g.lda = g.ldb = g.ldc = 1;
   std::vector<double> c;
-  EXPECT_EQ(call_d(g, c), "");
-}
-
-// In verbose mode every call is written, the rejected ones too.
-TEST(GemmEntryVerbose, DISABLED_Child) {
-  Args bad;
-  bad.ta = "x";
-  std::vector<double> c;
-  std::string out = call_d(bad, c);
-  Args good;
-  out += call_d(good, c);
-  std::vector<zcomplex> zc;
-  Args zbad;
-  zbad.tb = "y";
-  out += call_z(zbad, zc);
-  // One line per call; report the starts of the lines that carry a call.
-  size_t count = 0;
-  for (size_t p = out.find("GEMM("); p != std::string::npos; p = out.find("GEMM(", p + 1)) ++count;
-  zml::test::emit("lines", static_cast<long long>(count));
-  zml::test::emit("bad_d", out.find("DGEMM(x,N,2,3,4,") != std::string::npos ? 1 : 0);
-  zml::test::emit("good_d", out.find("DGEMM(N,N,2,3,4,") != std::string::npos ? 1 : 0);
-  zml::test::emit("bad_z", out.find("ZGEMM(N,y,2,3,4,") != std::string::npos ? 1 : 0);
-  zml::test::emit("report", out.find(report(1, "DGEMM ")) != std::string::npos ? 1 : 0);
-}
-
-TEST(GemmEntryVerbose, FailedCallsAreTracedToo) {
-  const auto r = zml::test::run_child("GemmEntryVerbose.DISABLED_Child", {{"ZML_VERBOSE", "1"}});
-  ASSERT_EQ(r.exit_code, 0) << r.out;
-  EXPECT_EQ(r.value("lines"), "3") << r.out;
-  EXPECT_EQ(r.value("bad_d"), "1") << r.out;
-  EXPECT_EQ(r.value("good_d"), "1") << r.out;
-  EXPECT_EQ(r.value("bad_z"), "1") << r.out;
-  EXPECT_EQ(r.value("report"), "1") << r.out;
-  const auto quiet = zml::test::run_child("GemmEntryVerbose.DISABLED_Child", {{"ZML_VERBOSE", ""}});
-  ASSERT_EQ(quiet.exit_code, 0) << quiet.out;
-  EXPECT_EQ(quiet.value("lines"), "0") << quiet.out;
-  EXPECT_EQ(quiet.value("report"), "1") << quiet.out;
+  EXPECT_EQ(call_d({.m = 0, .n = 0, .k = 0, .lda = 1, .ldb = 1, .ldc = 1}, c), "");
 }
 
 // ---- quick returns and zero-or-one scalars, through the checked entry -----------
@@ -195,70 +154,44 @@ std::vector<T> distinct_betas() {
   return {T(0.0), T(1.0), scalar<T>(-2.0, 0.5)};
 }
 
+// Every quick return and zero-or-one scalar rule, for one element type.
 template <class T>
-void empty_c_is_untouched() {
+void quick_returns() {
   for (auto [m, n] : {std::pair{0, 5}, std::pair{5, 0}, std::pair{0, 0}}) {
     GemmCase<T> x(false, 'N', 'N', m, n, 4, T(2.0), T(3.0), 1, 10);
     call(x, x.pa(), x.pb());
-    EXPECT_TRUE(x.matches(dims<T>(m, n, 4)));
+    EXPECT_TRUE(x.matches(dims<T>(m, n, 4) + " empty C untouched"));
   }
-}
-TEST(GemmDriverQuick, EmptyCIsUntouchedEvenWithBetaNotOne) {
-  empty_c_is_untouched<double>();
-  empty_c_is_untouched<zcomplex>();
-}
-
-// A and B are null: with k = 0 there is nothing to read.
-template <class T>
-void k_zero_scales_by_beta() {
   for (const auto& s : kShapes) {
+    const std::string shape = dims<T>(s[0], s[1], s[2]);
     for (const T beta : distinct_betas<T>()) {
-      GemmCase<T> x(false, 'T', 'C', s[0], s[1], 0, T(2.0), beta, 1, 20);
-      call(x, nullptr, nullptr);
-      EXPECT_TRUE(x.matches(dims<T>(s[0], s[1], 0)));
-    }
-  }
-}
-TEST(GemmDriverQuick, InnerDimensionZeroGivesBetaTimesC) {
-  k_zero_scales_by_beta<double>();
-  k_zero_scales_by_beta<zcomplex>();
-}
-
-template <class T>
-void beta_zero_overwrites_nan() {
-  for (const auto& s : kShapes) {
-    for (auto [ta, tb] : {std::pair{'N', 'N'}, std::pair{'T', 'C'}}) {
-      GemmCase<T> x(false, ta, tb, s[0], s[1], s[2], scalar<T>(1.5, -0.5), T(0.0), 1, 30);
-      call(x, x.pa(), x.pb());
-      EXPECT_TRUE(x.matches(dims<T>(s[0], s[1], s[2])));
-    }
-  }
-}
-TEST(GemmDriverQuick, BetaZeroOverwritesNaNInC) {
-  beta_zero_overwrites_nan<double>();
-  beta_zero_overwrites_nan<zcomplex>();
-}
-
-// A and B hold NaN, and then are null: neither may be read.
-template <class T>
-void alpha_zero_reads_no_operand() {
-  for (const auto& s : kShapes) {
-    for (const T beta : distinct_betas<T>()) {
+      // k = 0 gives beta times C; A and B are null, there is nothing to read.
+      GemmCase<T> k0(false, 'T', 'C', s[0], s[1], 0, T(2.0), beta, 1, 20);
+      call(k0, nullptr, nullptr);
+      EXPECT_TRUE(k0.matches(dims<T>(s[0], s[1], 0)));
+      // alpha = 0: A and B hold NaN, and then are null; neither may be read.
       GemmCase<T> x(false, 'N', 'T', s[0], s[1], s[2], T(0.0), beta, 1, 40);
       const std::vector<T> c = x.c;
       std::fill(x.a.begin(), x.a.end(), zml::test::nan_value<T>());
       std::fill(x.b.begin(), x.b.end(), zml::test::nan_value<T>());
       call(x, x.pa(), x.pb());
-      EXPECT_TRUE(x.matches(dims<T>(s[0], s[1], s[2]) + " NaN operands"));
+      EXPECT_TRUE(x.matches(shape + " NaN operands"));
       x.c = c;
       call(x, nullptr, nullptr);
-      EXPECT_TRUE(x.matches(dims<T>(s[0], s[1], s[2]) + " null operands"));
+      EXPECT_TRUE(x.matches(shape + " null operands"));
+    }
+    // beta = 0 overwrites the NaN in C.
+    for (auto [ta, tb] : {std::pair{'N', 'N'}, std::pair{'T', 'C'}}) {
+      GemmCase<T> x(false, ta, tb, s[0], s[1], s[2], scalar<T>(1.5, -0.5), T(0.0), 1, 30);
+      call(x, x.pa(), x.pb());
+      EXPECT_TRUE(x.matches(shape + " beta 0"));
     }
   }
 }
-TEST(GemmDriverQuick, AlphaZeroReadsNeitherAnorB) {
-  alpha_zero_reads_no_operand<double>();
-  alpha_zero_reads_no_operand<zcomplex>();
+
+TEST(GemmDriverQuick, QuickReturnsAndZeroOrOneScalars) {
+  quick_returns<double>();
+  quick_returns<zcomplex>();
 }
 
 }  // namespace

@@ -34,11 +34,6 @@ std::string ChildResult::value(const std::string& key) const {
   return "";
 }
 
-bool ChildResult::has(const std::string& key) const {
-  const std::string tag = "@@ " + key + " ";
-  return out.find(tag) != std::string::npos;
-}
-
 std::string ChildResult::mismatches(const std::string& expected) const {
   std::istringstream in(expected);
   std::string word, wrong;
