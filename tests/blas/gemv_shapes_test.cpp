@@ -2,7 +2,11 @@
 // cblas_dgemv and cblas_zgemv against a naive long double loop: both layouts,
 // every transpose, odd and empty sizes, negative and wide increments, lda
 // above its minimum, and the scalar rules (beta = 0 overwrites NaN in y,
-// alpha = 0 reads no A, an empty product leaves y alone).
+// alpha = 0 reads no A, an empty product leaves y alone). cblas_dtrsv and
+// cblas_ztrsv against long double substitution: both layouts and triangles,
+// every transpose, unit and non-unit diagonals, strided and negative
+// increments; NaN outside the referenced triangle and on a unit diagonal must
+// not be read.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -44,6 +48,29 @@ TEST(GemvShapes, RealEveryLayoutTransposeSizeAndScalarRule) { sweep<double>(1.5,
 TEST(GemvShapes, ComplexEveryLayoutTransposeSizeAndScalarRule) {
   sweep<zcomplex>(zcomplex(0.5, -1.25), zcomplex(-0.5, 0.25));
 }
+
+template <class T>
+void trsv_sweep() {
+  uint64_t seed = 3000;
+  for (bool row_major : {false, true}) {
+    for (bool upper : {true, false}) {
+      for (char trans : {'N', 'T', 'C'}) {
+        for (bool unit : {false, true}) {
+          for (int n : {0, 1, 2, 7, 63, 64, 65, 200}) {
+            for (int inc : {1, 2, -1, -3}) {
+              zml::test::TrsvCase<T> c(row_major, upper, trans, unit, n, 3, inc, ++seed);
+              zml::test::call_cblas(c);
+              ASSERT_TRUE(c.matches("cblas"));
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(Trsv, RealEveryOptionLayoutAndIncrement) { trsv_sweep<double>(); }
+TEST(Trsv, ComplexEveryOptionLayoutAndIncrement) { trsv_sweep<zcomplex>(); }
 
 // INT_MIN increments on one-element vectors: |INT_MIN| has no 32-bit value,
 // so a negated increment would skip beta or read far outside the vector.

@@ -184,22 +184,11 @@ TEST(CpuDetectOnceChild, DISABLED_RacingThreads) {
     threads.emplace_back([&, i] {
       ready.fetch_add(1);
       while (!go.load()) std::this_thread::yield();
-      switch (i % 4) {
-        case 0:
-          code_paths[i] = zml_serv_get_code_path();
-          break;
-        case 1:
-          types[i] = zml::serv::processor_type();
-          break;
-        case 2:
-          usable[i] = zml::dispatch::isa_usable(zml::dispatch::Isa::kAvx2);
-          break;
-        default:
-          usable[i] = zml_serv_own_processor();
-          break;
-      }
-      if (i % 4 != 0) code_paths[i] = zml_serv_get_code_path();
-      if (i % 4 != 1) types[i] = zml::serv::processor_type();
+      if (i % 4 == 2) usable[i] = zml::dispatch::isa_usable(zml::dispatch::Isa::kAvx2);
+      if (i % 4 == 3) usable[i] = zml_serv_own_processor();
+      if (i % 4 == 1) types[i] = zml::serv::processor_type();
+      code_paths[i] = zml_serv_get_code_path();
+      types[i] = zml::serv::processor_type();
     });
   }
   while (ready.load() < kThreads) std::this_thread::yield();
