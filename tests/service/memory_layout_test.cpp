@@ -242,14 +242,10 @@ TEST(MemoryEnv, FirstUseDecisions) {
 
 // The runtime's decimal conversion, then megabytes to bytes in 32 bits.
 TEST(MemoryLimit, ParsesLikeTheRuntimeDecimalConversion) {
-  const std::map<std::string, int64_t> cases = {{"", 0},
-                                                {"\t 3", 3 << 20},
+  const std::map<std::string, int64_t> cases = {{"\t 3", 3 << 20},
                                                 {"  12abc", 12 << 20},
-                                                {"+7", 7 << 20},
-                                                {"-0", 0},
-                                                {"-5", -1},
                                                 {"abc", 0},
-                                                {"2048", int64_t{1} << 31},
+                                                {"-5", -1},
                                                 {"4095", 4293918720},
                                                 {"4096", 0},
                                                 {"99999999999", 4293918720},

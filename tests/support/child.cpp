@@ -19,19 +19,13 @@
 namespace zml::test {
 
 std::string ChildResult::value(const std::string& key) const {
-  const std::string tag = "@@ " + key + " ";
-  size_t pos = 0;
-  while ((pos = out.find(tag, pos)) != std::string::npos) {
-    if (pos == 0 || out[pos - 1] == '\n') {
-      size_t start = pos + tag.size();
-      size_t end = out.find('\n', start);
-      std::string v = out.substr(start, end == std::string::npos ? end : end - start);
-      if (!v.empty() && v.back() == '\r') v.pop_back();
-      return v;
-    }
-    pos += tag.size();
-  }
-  return "";
+  const std::string tag = "\n@@ " + key + " ", text = "\n" + out;
+  const size_t pos = text.find(tag);
+  if (pos == std::string::npos) return "";
+  const size_t start = pos + tag.size(), end = text.find('\n', start);
+  std::string v = text.substr(start, end == std::string::npos ? end : end - start);
+  if (!v.empty() && v.back() == '\r') v.pop_back();
+  return v;
 }
 
 std::string ChildResult::mismatches(const std::string& expected) const {
