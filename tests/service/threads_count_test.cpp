@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <thread>
@@ -181,24 +182,17 @@ TEST(ThreadsCount, EachVariableReachesItsSlotAndTheAnswers) {
             "");
 }
 
-// cores / ranks when that is smaller and above 0, from the OpenMP maximum capped at the cores.
-int mpi_share(const Answers& a, int ranks) {
-  int count = a.omp_max < a.cores ? a.omp_max : a.cores;
-  const int share = a.cores / ranks;
-  if (share > 0 && share < count) count = share;
-  return count;
-}
-
 TEST(ThreadsCount, DynamicCapsAtTheCoresAndSharesThemBetweenMpiProcesses) {
   Answers a = query({{"ZML_NUM_THREADS", "100000"}});
   EXPECT_EQ(a.dynamic, 1);
   EXPECT_EQ(a.all, a.cores);
   EXPECT_EQ(query({{"ZML_NUM_THREADS", "100000"}, {"ZML_DYNAMIC", "FALSE"}}).all, 100000);
   // Which variable gives the ranks is in the table above.
+  // From the OpenMP maximum capped at the cores, cores / ranks when smaller and above 0.
   a = query({{"A_MPI_PIN_MAPPING", "4:0 0,1 2,2 4,3 6"}});
-  EXPECT_EQ(a.all, mpi_share(a, 4));
-  a = query({{"ZML_MPI_PPN", "100000"}});
-  EXPECT_EQ(a.all, a.omp_max < a.cores ? a.omp_max : a.cores) << "a share of 0 is ignored";
+  const int capped = std::min(a.omp_max, a.cores);
+  EXPECT_EQ(a.all, a.cores / 4 > 0 ? std::min(capped, a.cores / 4) : capped);
+  EXPECT_EQ(query({{"ZML_MPI_PPN", "100000"}}).all, capped) << "a share of 0 is ignored";
   // The share applies only without an explicit count, OMP_NUM_THREADS or dynamic off.
   a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"OMP_NUM_THREADS", "1000"}});
   EXPECT_EQ(a.all, a.cores);
