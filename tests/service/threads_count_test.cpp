@@ -132,26 +132,22 @@ TEST(ThreadsCount, EachVariableReachesItsSlotAndTheAnswers) {
       {{},
        "num_threads=-1 num_stripes=-1 stripes=-1 blas=-1 fft=-1 vml=-1 dirsol=-1 omp=-1 "
        "dynamic=1 mpi=-1"},
-      {{{"ZML_NUM_THREADS", "6"}}, "num_threads=6"},
       // Longer than the reader's 256-byte buffer: not set at all.
       {{{"ZML_NUM_THREADS", std::string(300, '4')}}, "num_threads=-1"},
       {{{"ZML_NUM_STRIPES", "3"}}, "num_stripes=3 stripes=3"},
       {{{"ZML_NUM_STRIPES", "0"}}, "num_stripes=0"},
-      {{{"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 3;ZML_DOMAIN_BLAS=5"}},
-       "blas=2 fft=3 vml=-1 dirsol=-1 num_threads=-1"},
       // A valid ZML_NUM_THREADS wins over ZML_DOMAIN_ALL; zero is not valid.
       {{{"ZML_NUM_THREADS", "3"}, {"ZML_DOMAIN_NUM_THREADS", all}}, "num_threads=3 vml=2"},
       {{{"ZML_NUM_THREADS", "0"}, {"ZML_DOMAIN_NUM_THREADS", all}}, "num_threads=5"},
       {{{"ZML_DYNAMIC", "false"}}, "dynamic=0 get_dynamic=0"},
-      {{{"OMP_NUM_THREADS", "3"}}, "omp=3"},
       {{{"OMP_NUM_THREADS", "0"}}, "omp=-1"},
       // The answers: a domain count over the general one over OMP_NUM_THREADS.
       {{{"ZML_DYNAMIC", "false"},
         {"ZML_NUM_THREADS", "3"},
         {"OMP_NUM_THREADS", "6"},
         {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 5"}},
-       "all=3 max_vml=3 max_blas=2 max_fft=5"},
-      {{{"ZML_DYNAMIC", "false"}, {"OMP_NUM_THREADS", "6"}}, "all=6 max_fft=6"},
+       "num_threads=3 blas=2 fft=5 vml=-1 dirsol=-1 all=3 max_vml=3 max_blas=2 max_fft=5"},
+      {{{"ZML_DYNAMIC", "false"}, {"OMP_NUM_THREADS", "6"}}, "omp=6 all=6 max_fft=6"},
       // MPI ranks: the first variable, in the launchers' order, that gives at least 1.
       {{{"ZML_MPI_PPN", "4"}, {"MPI_LOCALNRANKS", "6"}}, "mpi=4"},
       {{{"A_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE", "5"}, {"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}},
