@@ -24,6 +24,7 @@
 namespace {
 
 using namespace zml::blas::cblas;
+using zml::blas::zcomplex;
 
 std::string report(int p, const char* name) {
   return "\nArvel ZML ERROR: Parameter " + std::to_string(p) + " was incorrect on entry to " +
@@ -145,7 +146,6 @@ TEST(CblasChecks, GemvAndTrsv) {
 // The entries with option letters number their parameters their own way and
 // report under the six-character name.
 TEST(CblasChecks, LetterEntries) {
-  using zml::blas::zcomplex;
   Buffers x;
   const auto* za = reinterpret_cast<const zcomplex*>(x.a.data());
   const auto* zone = reinterpret_cast<const zcomplex*>(x.one);
@@ -262,7 +262,6 @@ TEST(CblasReports, VerboseModeTracesFailedCallsToo) {
   EXPECT_EQ(r.value("gemm"), "1") << r.out;
 }
 
-using zml::blas::zcomplex;
 
 // ---- quick returns and zero-or-one scalars, through the checked entry -----------
 

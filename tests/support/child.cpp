@@ -100,12 +100,7 @@ ChildResult run_child(const std::string& name, const std::map<std::string, std::
   }
   for (auto& [k, v] : saved) _putenv_s(k.c_str(), v.c_str());
   // The child's standard output is a text stream: compare its lines as on POSIX.
-  std::string lf;
-  lf.reserve(r.out.size());
-  for (size_t i = 0; i < r.out.size(); ++i) {
-    if (!(r.out[i] == '\r' && i + 1 < r.out.size() && r.out[i + 1] == '\n')) lf += r.out[i];
-  }
-  r.out.swap(lf);
+  std::erase(r.out, '\r');
 #else
   int fds[2];
   if (pipe(fds) != 0) return r;
