@@ -262,7 +262,6 @@ TEST(CblasReports, VerboseModeTracesFailedCallsToo) {
   EXPECT_EQ(r.value("gemm"), "1") << r.out;
 }
 
-
 // ---- quick returns and zero-or-one scalars, through the checked entry -----------
 
 // Shapes that reach every path of the driver: general, one row, one column,
