@@ -2,21 +2,29 @@
 // The argument checks of the exported calls: every parameter number each
 // check can report is reached through the export (both element types), at the
 // bounds of the rules that pick it, and a rejected call writes nothing. The
-// batch and trsm checks are pure functions without an export yet.
+// batch and trsm checks are pure functions without an export yet. The checked
+// gemm entries: the checks in their order with the exact reports, rejected
+// calls leaving C alone, and the quick returns and zero-or-one scalars of the
+// driver.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <complex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "blas/api/cblas_layer.h"
 #include "blas/blas.h"
+#include "blas/driver/gemm_driver.h"
+#include "tests/blas/gemm_check.h"
 #include "tests/support/child.h"
 #include "zml_cblas.h"
 
 namespace {
 
 using namespace zml::blas::cblas;
+using zml::blas::zcomplex;
 
 std::string report(int p, const char* name) {
   return "\nArvel ZML ERROR: Parameter " + std::to_string(p) + " was incorrect on entry to " +
@@ -138,7 +146,6 @@ TEST(CblasChecks, GemvAndTrsv) {
 // The entries with option letters number their parameters their own way and
 // report under the six-character name.
 TEST(CblasChecks, LetterEntries) {
-  using zml::blas::zcomplex;
   Buffers x;
   const auto* za = reinterpret_cast<const zcomplex*>(x.a.data());
   const auto* zone = reinterpret_cast<const zcomplex*>(x.one);
@@ -149,6 +156,28 @@ TEST(CblasChecks, LetterEntries) {
     int32_t m, n, lda, incx, incy, p;
   } gemv[] = {{"x", 2, 2, 2, 1, 1, 1}, {"N", -1, 2, 2, 1, 1, 2}, {"T", 2, -1, 2, 1, 1, 3},
               {"C", 2, 2, 1, 1, 1, 6}, {"N", 2, 2, 2, 0, 1, 8},  {"N", 2, 2, 2, 1, 0, 11}};
+  // gemm: earlier checks win, and a leading dimension is never allowed below 1.
+  const struct {
+    const char *ta, *tb;
+    int32_t m, n, k, lda, ldb, ldc, p;
+  } gemm[] = {{"x", "N", 2, 3, 4, 2, 4, 2, 1},  {"N", "?", 2, 3, 4, 2, 4, 2, 2},
+              {"N", "N", -1, 3, 4, 2, 4, 2, 3}, {"N", "N", 2, -1, 4, 2, 4, 2, 4},
+              {"N", "N", 2, 3, -1, 2, 4, 2, 5}, {"N", "N", 2, 3, 4, 1, 4, 2, 8},
+              {"T", "N", 2, 3, 4, 3, 4, 2, 8},  {"N", "N", 2, 3, 4, 2, 3, 2, 10},
+              {"N", "c", 2, 3, 4, 2, 2, 2, 10}, {"N", "N", 2, 3, 4, 2, 4, 1, 13},
+              {"Q", "N", -5, 3, 4, 2, 4, 2, 1}, {"N", "N", -5, 3, 4, 0, 4, 2, 3},
+              {"N", "N", 0, 3, 4, 0, 4, 1, 8},  {"N", "N", 0, 3, 4, 2, 4, 0, 13},
+              {"n", "t", 0, 0, 0, 1, 1, 1, 0}};
+  for (const auto& c : gemm) {
+    x.expect(c.p, "DGEMM ", [&] {
+      zml::blas::dgemm(c.ta, c.tb, &c.m, &c.n, &c.k, x.one, x.a.data(), &c.lda, x.b.data(), &c.ldb,
+                       x.zero, x.out.data(), &c.ldc);
+    });
+    x.expect(c.p, "ZGEMM ", [&] {
+      zml::blas::zgemm(c.ta, c.tb, &c.m, &c.n, &c.k, zone, za, &c.lda, za, &c.ldb, zzero, zout(),
+                       &c.ldc);
+    });
+  }
   for (const auto& c : gemv) {
     x.expect(c.p, "DGEMV ", [&] {
       zml::blas::dgemv(c.trans, &c.m, &c.n, x.one, x.a.data(), &c.lda, x.b.data(), &c.incx, x.zero,
@@ -184,13 +213,7 @@ TEST(CblasChecks, BatchAndTrsmWithoutExport) {
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, 2, size), 4);
   EXPECT_EQ(check_gemm_batch(102, ta, tb, m, n, k, ld, ld, ld, 1, bad_size), 16);
   EXPECT_EQ(check_gemm_batch(0, ta, tb, m, n, k, ld, ld, ld, 1, size), 1);
-  EXPECT_EQ(check_trsm(0, 0, 0, 0, 0, -1, -1, 0, 0), 2);
-  EXPECT_EQ(check_trsm(0, 141, 0, 0, 0, -1, -1, 0, 0), 3);
-  EXPECT_EQ(check_trsm(0, 141, 121, 0, 0, -1, -1, 0, 0), 4);
-  EXPECT_EQ(check_trsm(0, 141, 121, 113, 0, -1, -1, 0, 0), 5);
-  EXPECT_EQ(check_trsm(0, 141, 121, 113, 132, -1, -1, 0, 0), 6);
-  EXPECT_EQ(check_trsm(0, 141, 121, 113, 132, 1, -1, 0, 0), 7);
-  EXPECT_EQ(check_trsm(0, 141, 121, 113, 132, 1, 1, 0, 0), 1);
+  EXPECT_EQ(check_trsm(0, 141, 121, 113, 132, 1, 1, 0, 0), 1);     // the layout after the sizes
   EXPECT_EQ(check_trsm(102, 141, 121, 111, 131, 4, 2, 3, 4), 10);  // left: lda >= m
   EXPECT_EQ(check_trsm(102, 142, 121, 111, 131, 4, 2, 2, 4), 0);   // right: lda >= n
   EXPECT_EQ(check_trsm(102, 142, 121, 111, 131, 4, 2, 2, 3), 12);  // col-major ldb >= m
@@ -198,15 +221,18 @@ TEST(CblasChecks, BatchAndTrsmWithoutExport) {
   EXPECT_EQ(check_trsm(101, 142, 121, 111, 131, 4, 2, 2, 1), 12);
 }
 
-// In the child (verbose mode on): a rejected dgemv is still traced, with the
+// In the child (verbose mode on): rejected calls are still traced, with the
 // characters and integers as values and the rest as pointers, and a scaling
 // from the CBLAS layer is traced under its entry's name.
 TEST(CblasReports, DISABLED_ChildVerboseTrace) {
-  double a[4] = {}, x[2] = {}, y[2] = {};
+  double a[8] = {}, x[2] = {}, y[2] = {};
   const int32_t m = 2, n = 2, lda = 2, zero = 0, one = 1;
   const double alpha = 1, beta = 0;
   const std::string out = zml::test::capture_stdout([&] {
     zml::blas::dgemv("T", &m, &n, &alpha, a, &lda, x, &one, &beta, y, &zero);
+    zml::blas::dgemm("x", "N", &m, &n, &one, &alpha, a, &lda, a, &lda, &beta, y, &lda);
+    auto* z = reinterpret_cast<zml::blas::zcomplex*>(a);
+    zml::blas::zgemm("N", "y", &m, &n, &one, z, z, &lda, z, &lda, z, z + 2, &lda);
     zml::blas::dtrsv("L", "N", "U", &n, a, &lda, x, &one);
     cblas_dscal(2, 2.0, x, 1);
   });
@@ -219,6 +245,12 @@ TEST(CblasReports, DISABLED_ChildVerboseTrace) {
   zml::test::emit("dgemv", out.find(dgemv_line) != std::string::npos ? 1 : 0);
   zml::test::emit("dtrsv", out.find(dtrsv_line) != std::string::npos ? 1 : 0);
   zml::test::emit("dscal", out.find("DSCAL(2,") != std::string::npos ? 1 : 0);
+  // One line per call.
+  const size_t d = out.find("DGEMM(x,N,2,2,1,"), z = out.find("ZGEMM(N,y,2,2,1,");
+  zml::test::emit("gemm", d != std::string::npos && z != std::string::npos &&
+                                  d == out.rfind("DGEMM(") && z == out.rfind("ZGEMM(")
+                              ? 1
+                              : 0);
 }
 
 TEST(CblasReports, VerboseModeTracesFailedCallsToo) {
@@ -227,6 +259,72 @@ TEST(CblasReports, VerboseModeTracesFailedCallsToo) {
   EXPECT_EQ(r.value("dgemv"), "1") << r.out;
   EXPECT_EQ(r.value("dtrsv"), "1") << r.out;
   EXPECT_EQ(r.value("dscal"), "1") << r.out;
+  EXPECT_EQ(r.value("gemm"), "1") << r.out;
+}
+
+// ---- quick returns and zero-or-one scalars, through the checked entry -----------
+
+// Shapes that reach every path of the driver: general, one row, one column,
+// inner dimension 1, and a large one that takes threads. The general shapes
+// end in the single-thread multiply, whole or in pieces: 7 x 9 x 5 on its
+// small path and k = 130 (above every row's small_max) on the blocked one, so
+// these cases stand for that multiply's own alpha and beta rules as well.
+const int32_t kShapes[][3] = {{7, 9, 5}, {1, 9, 5}, {7, 1, 5}, {7, 9, 1}, {150, 140, 130}};
+
+using zml::test::GemmCase;
+using zml::test::scalar;
+
+// Multiplies x in place with operands a and b (null or x's own).
+void call(GemmCase<double>& x, const double* a, const double* b) {
+  zml::blas::dgemm(x.sa().c_str(), x.sb().c_str(), &x.m, &x.n, &x.k, &x.alpha, a, &x.lda, b, &x.ldb,
+                   &x.beta, x.pc(), &x.ldc);
+}
+void call(GemmCase<zcomplex>& x, const zcomplex* a, const zcomplex* b) {
+  zml::blas::zgemm(x.sa().c_str(), x.sb().c_str(), &x.m, &x.n, &x.k, &x.alpha, a, &x.lda, b, &x.ldb,
+                   &x.beta, x.pc(), &x.ldc);
+}
+
+// Every quick return and zero-or-one scalar rule, for one element type.
+template <class T>
+void quick_returns() {
+  // matches() names the shape and letters, this the element type.
+  const std::string type = zml::test::is_complex<T>::value ? "z " : "d ";
+  for (auto [m, n] : {std::pair{0, 5}, std::pair{5, 0}, std::pair{0, 0}}) {
+    GemmCase<T> x(false, 'N', 'N', m, n, 4, T(2.0), T(3.0), 1, 10);
+    call(x, x.pa(), x.pb());
+    EXPECT_TRUE(x.matches(type + "empty C untouched"));
+  }
+  for (const auto& s : kShapes) {
+    // The three kinds of beta: 0 (C holds NaN and must come out as exact
+    // zeros), 1 (C as it was) and any other.
+    for (const T beta : {T(0.0), T(1.0), scalar<T>(-2.0, 0.5)}) {
+      // k = 0 gives beta times C; A and B are null, there is nothing to read.
+      GemmCase<T> k0(false, 'T', 'C', s[0], s[1], 0, T(2.0), beta, 1, 20);
+      call(k0, nullptr, nullptr);
+      EXPECT_TRUE(k0.matches(type + "k = 0"));
+      // alpha = 0: A and B hold NaN, and then are null; neither may be read.
+      GemmCase<T> x(false, 'N', 'T', s[0], s[1], s[2], T(0.0), beta, 1, 40);
+      const std::vector<T> c = x.c;
+      std::fill(x.a.begin(), x.a.end(), zml::test::nan_value<T>());
+      std::fill(x.b.begin(), x.b.end(), zml::test::nan_value<T>());
+      call(x, x.pa(), x.pb());
+      EXPECT_TRUE(x.matches(type + "NaN operands"));
+      x.c = c;
+      call(x, nullptr, nullptr);
+      EXPECT_TRUE(x.matches(type + "null operands"));
+    }
+    // beta = 0 overwrites the NaN in C.
+    for (auto [ta, tb] : {std::pair{'N', 'N'}, std::pair{'T', 'C'}}) {
+      GemmCase<T> x(false, ta, tb, s[0], s[1], s[2], scalar<T>(1.5, -0.5), T(0.0), 1, 30);
+      call(x, x.pa(), x.pb());
+      EXPECT_TRUE(x.matches(type + "beta 0"));
+    }
+  }
+}
+
+TEST(GemmDriverQuick, QuickReturnsAndZeroOrOneScalars) {
+  quick_returns<double>();
+  quick_returns<zcomplex>();
 }
 
 }  // namespace

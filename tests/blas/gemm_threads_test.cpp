@@ -84,8 +84,6 @@ TEST(GemmCut, CoversInOrderOnUnitsWherePossible) {
       }
     }
   }
-  EXPECT_EQ(zml::blas::gemm_cut(2048, 2, 1, 24), 1032);
-  EXPECT_EQ(zml::blas::gemm_cut(100, 3, 1, 8), 32);
 }
 
 TEST(GemmV1Routing, FirstRoutingOneBoundaryPerRule) {
@@ -254,10 +252,12 @@ TEST(GemmStriped, DISABLED_Child) {
     for (char ta : {'N', 'T'}) {
       for (char tb : {'N', 'T'}) {
         for (const auto& s : kRegionShapes) {
-          auto x = make_case<double>(ta, tb, s[0], s[1], s[2], 111);
-          zml::blas::dgemm(x.sa().c_str(), x.sb().c_str(), &x.m, &x.n, &x.k, &x.alpha, x.pa(),
-                           &x.lda, x.pb(), &x.ldb, &x.beta, x.pc(), &x.ldc);
-          ok = ok && x.matches("striped");
+          for (int32_t k : {s[2], 0}) {  // k = 0 also takes the striped region
+            auto x = make_case<double>(ta, tb, s[0], s[1], k, 111);
+            zml::blas::dgemm(x.sa().c_str(), x.sb().c_str(), &x.m, &x.n, &x.k, &x.alpha, x.pa(),
+                             &x.lda, x.pb(), &x.ldb, &x.beta, x.pc(), &x.ldc);
+            ok = ok && x.matches("striped");
+          }
         }
       }
     }
@@ -267,11 +267,6 @@ TEST(GemmStriped, DISABLED_Child) {
                        &z.ldb, &z.beta, z.pc(), &z.ldc);
       ok = ok && z.matches("striped z");
     }
-    // k = 0 also takes the striped region.
-    auto k0 = make_case<double>('N', 'N', 50, 40, 0, 113);
-    zml::blas::dgemm("N", "N", &k0.m, &k0.n, &k0.k, &k0.alpha, k0.pa(), &k0.lda, k0.pb(), &k0.ldb,
-                     &k0.beta, k0.pc(), &k0.ldc);
-    ok = ok && k0.matches("striped k=0");
   }
   zml::test::emit("ok", ok ? 1 : 0);
   const int zero = 0, huge = 100000;

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Thread counts per domain: the precedence of the per-thread, domain, general
+// Thread counts per domain: the threading variables, read once per process
+// into the setting slots, the precedence of the per-thread, domain, general
 // and OpenMP counts, the dynamic rules (parallel regions, cores, MPI processes
 // per node), the setting exports, and the thread teams of the drivers.
 // Environment cases run in child processes.
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <thread>
@@ -26,11 +28,18 @@ using Env = std::map<std::string, std::string>;
 
 int max_threads(int domain) { return zml_domain_get_max_threads(&domain); }
 
+// Every variable the threading read looks at, unset, so that the environment
+// the tests run in cannot leak into a case; `extra` is laid over it.
 Env threading_env(const Env& extra) {
-  Env env = {{"ZML_NUM_THREADS", ""},   {"ZML_DOMAIN_NUM_THREADS", ""},
-             {"ZML_DYNAMIC", ""},       {"OMP_NUM_THREADS", ""},
-             {"ZML_MPI_PPN", ""},       {"A_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE", ""},
-             {"A_MPI_PIN_MAPPING", ""}, {"OMPI_COMM_WORLD_LOCAL_SIZE", ""},
+  Env env = {{"ZML_NUM_THREADS", ""},
+             {"ZML_NUM_STRIPES", ""},
+             {"ZML_DOMAIN_NUM_THREADS", ""},
+             {"ZML_DYNAMIC", ""},
+             {"OMP_NUM_THREADS", ""},
+             {"ZML_MPI_PPN", ""},
+             {"A_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE", ""},
+             {"A_MPI_PIN_MAPPING", ""},
+             {"OMPI_COMM_WORLD_LOCAL_SIZE", ""},
              {"MPI_LOCALNRANKS", ""}};
   for (const auto& [k, v] : extra) env[k] = v;
   return env;
@@ -38,15 +47,14 @@ Env threading_env(const Env& extra) {
 
 // The answers of one child, with what the rules are computed from.
 struct Answers {
-  int all, blas, fft, vml, dirsol, dynamic, omp_max, cores;
+  int all, dynamic, omp_max, cores;
 };
 
-Answers query(const Env& extra, const char* child = "ThreadsCount.DISABLED_ChildQuery") {
-  const auto r = zml::test::run_child(child, threading_env(extra));
+Answers query(const Env& extra) {
+  const auto r = zml::test::run_child("ThreadsCount.DISABLED_ChildQuery", threading_env(extra));
   EXPECT_EQ(r.exit_code, 0) << r.out;
   auto get = [&](const char* key) { return std::atoi(r.value(key).c_str()); };
-  return {get("all"),    get("blas"),    get("fft"),     get("vml"),
-          get("dirsol"), get("dynamic"), get("omp_max"), get("cores")};
+  return {get("all"), get("get_dynamic"), get("omp_max"), get("cores")};
 }
 
 // Saves and restores the slots that in-process tests change.
@@ -68,61 +76,105 @@ class ThreadsSlots : public ::testing::Test {
 
 // ---- child bodies ----
 
-void emit_answers() {
+// The slots, then the answers computed from them.
+void emit_slots_and_answers() {
+  emit("num_threads", g_settings.num_threads.load());
+  emit("num_stripes", g_settings.num_stripes.load());
+  emit("blas", g_settings.domain_threads_blas.load());
+  emit("fft", g_settings.domain_threads_fft.load());
+  emit("vml", g_settings.domain_threads_vml.load());
+  emit("dirsol", g_settings.domain_threads_dirsol.load());
+  emit("dynamic", g_settings.dynamic.load());
+  emit("omp", g_settings.omp_num_threads.load());
+  emit("mpi", g_settings.mpi_ranks_per_node.load());
   emit("all", zml_get_max_threads());
-  emit("blas", max_threads(ZML_DOMAIN_BLAS));
-  emit("fft", max_threads(ZML_DOMAIN_FFT));
-  emit("vml", max_threads(ZML_DOMAIN_VML));
-  emit("dirsol", max_threads(ZML_DOMAIN_DIRSOL));
-  emit("dynamic", zml_get_dynamic());
+  emit("max_blas", max_threads(ZML_DOMAIN_BLAS));
+  emit("max_fft", max_threads(ZML_DOMAIN_FFT));
+  emit("max_vml", max_threads(ZML_DOMAIN_VML));
+  emit("max_dirsol", max_threads(ZML_DOMAIN_DIRSOL));
+  emit("get_dynamic", zml_get_dynamic());
   emit("omp_max", omp_get_max_threads());
   emit("cores", zml::serv::topology_record().cores);
 }
 
-TEST(ThreadsCount, DISABLED_ChildQuery) { emit_answers(); }
+// The first need of the stripe count reads every variable.
+TEST(ThreadsCount, DISABLED_ChildQuery) {
+  emit("stripes", zml::serv::num_stripes());
+  emit_slots_and_answers();
+}
 
-// Service calls made before the environment is read win over it.
-TEST(ThreadsCount, DISABLED_ChildCallsFirst) {
+// Service calls made before the environment is read win over it; the
+// variables changed and read again refresh OMP_NUM_THREADS only.
+TEST(ThreadsCount, DISABLED_ChildCallsFirstAndLaterReads) {
   const int five = 5, zero = 0, blas = ZML_DOMAIN_BLAS;
   zml_set_num_threads(&five);
   zml_set_dynamic(&zero);
   zml_domain_set_num_threads(&zero, &blas);
-  emit_answers();
+  zml::serv::ensure_threading_env();
+  zml::test::set_env("ZML_NUM_THREADS", "7");
+  zml::test::set_env("OMP_NUM_THREADS", "5");
+  zml::test::set_env("ZML_MPI_PPN", "8");
+  zml::serv::ensure_threading_env();  // already done: no effect
+  emit("omp_after_ensure", g_settings.omp_num_threads.load());
+  zml::serv::read_threading_env();
+  emit_slots_and_answers();
 }
 
 // ---- parent checks ----
 
-TEST(ThreadsCount, PrecedenceOfTheEnvironmentSettings) {
-  Answers a = query({{"ZML_DYNAMIC", "false"}});
-  EXPECT_EQ(a.dynamic, 0);
-  EXPECT_EQ(a.all, a.omp_max);
-  EXPECT_EQ(a.dirsol, a.omp_max);
-  a = query({{"ZML_DYNAMIC", "false"},
-             {"ZML_NUM_THREADS", "3"},
-             {"OMP_NUM_THREADS", "6"},
-             {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 5"}});
-  EXPECT_EQ(a.all, 3);
-  EXPECT_EQ(a.vml, 3);
-  EXPECT_EQ(a.blas, 2);
-  EXPECT_EQ(a.fft, 5);
-  a = query({{"ZML_DYNAMIC", "false"}, {"OMP_NUM_THREADS", "6"}});
-  EXPECT_EQ(a.all, 6);
-  EXPECT_EQ(a.fft, 6);
-  a = query({{"ZML_NUM_THREADS", "3"},
-             {"ZML_DYNAMIC", "true"},
-             {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2"}},
-            "ThreadsCount.DISABLED_ChildCallsFirst");
-  EXPECT_EQ(a.dynamic, 0) << "service calls before the first query win";
-  EXPECT_EQ(a.all, 5);
-  EXPECT_EQ(a.blas, 5) << "a BLAS slot of 0 falls back to the general setting";
-}
-
-// cores / ranks when that is smaller and above 0, from the OpenMP maximum capped at the cores.
-int mpi_share(const Answers& a, int ranks) {
-  int count = a.omp_max < a.cores ? a.omp_max : a.cores;
-  const int share = a.cores / ranks;
-  if (share > 0 && share < count) count = share;
-  return count;
+TEST(ThreadsCount, EachVariableReachesItsSlotAndTheAnswers) {
+  const std::string all = "ZML_DOMAIN_ALL=5 ZML_DOMAIN_VML=2";
+  const struct {
+    Env env;
+    const char* expect;
+  } cases[] = {
+      {{},
+       "num_threads=-1 num_stripes=-1 stripes=-1 blas=-1 fft=-1 vml=-1 dirsol=-1 omp=-1 "
+       "dynamic=1 mpi=-1"},
+      // Longer than the reader's 256-byte buffer: not set at all.
+      {{{"ZML_NUM_THREADS", std::string(300, '4')}}, "num_threads=-1"},
+      {{{"ZML_NUM_STRIPES", "3"}}, "num_stripes=3 stripes=3"},
+      {{{"ZML_NUM_STRIPES", "0"}}, "num_stripes=0"},
+      // A valid ZML_NUM_THREADS wins over ZML_DOMAIN_ALL; zero is not valid.
+      {{{"ZML_NUM_THREADS", "3"}, {"ZML_DOMAIN_NUM_THREADS", all}}, "num_threads=3 vml=2"},
+      {{{"ZML_NUM_THREADS", "0"}, {"ZML_DOMAIN_NUM_THREADS", all}}, "num_threads=5"},
+      {{{"ZML_DYNAMIC", "false"}}, "dynamic=0 get_dynamic=0"},
+      {{{"OMP_NUM_THREADS", "0"}}, "omp=-1"},
+      // The answers: a domain count over the general one over OMP_NUM_THREADS.
+      {{{"ZML_DYNAMIC", "false"},
+        {"ZML_NUM_THREADS", "3"},
+        {"OMP_NUM_THREADS", "6"},
+        {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_BLAS=2, ZML_DOMAIN_FFT 5"}},
+       "num_threads=3 blas=2 fft=5 vml=-1 dirsol=-1 all=3 max_vml=3 max_blas=2 max_fft=5"},
+      {{{"ZML_DYNAMIC", "false"}, {"OMP_NUM_THREADS", "6"}}, "omp=6 all=6 max_fft=6 max_dirsol=6"},
+      // MPI ranks: the first variable, in the launchers' order, that gives at least 1.
+      {{{"ZML_MPI_PPN", "4"}, {"MPI_LOCALNRANKS", "6"}}, "mpi=4"},
+      {{{"A_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE", "5"}, {"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}},
+       "mpi=5"},
+      {{{"A_MPI_PIN_MAPPING", "3:0,1,2"}}, "mpi=3"},
+      {{{"ZML_MPI_PPN", "0"}, {"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}}, "mpi=2"},
+      {{{"ZML_MPI_PPN", "x"}, {"A_MPI_PIN_MAPPING", "3"}, {"MPI_LOCALNRANKS", "6"}}, "mpi=6"},
+      {{{"ZML_MPI_PPN", "-4"}}, "mpi=-1"},
+  };
+  for (const auto& c : cases) {
+    std::string what;
+    for (const auto& [k, v] : c.env) what += k + "=\"" + v.substr(0, 40) + "\" ";
+    const auto r = zml::test::run_child("ThreadsCount.DISABLED_ChildQuery", threading_env(c.env));
+    ASSERT_EQ(r.exit_code, 0) << r.out;
+    EXPECT_EQ(r.mismatches(c.expect), "") << what;
+  }
+  // A BLAS slot of 0 set by the call falls back to the general setting.
+  const auto r = zml::test::run_child(
+      "ThreadsCount.DISABLED_ChildCallsFirstAndLaterReads",
+      threading_env({{"ZML_NUM_THREADS", "4"},
+                     {"ZML_DYNAMIC", "true"},
+                     {"ZML_DOMAIN_NUM_THREADS", "ZML_DOMAIN_ALL=6 ZML_DOMAIN_BLAS=2"},
+                     {"OMP_NUM_THREADS", "3"},
+                     {"ZML_MPI_PPN", "4"}}));
+  ASSERT_EQ(r.exit_code, 0) << r.out;
+  EXPECT_EQ(r.mismatches("num_threads=5 dynamic=0 blas=0 omp_after_ensure=3 omp=5 mpi=4 all=5 "
+                         "max_blas=5 get_dynamic=0"),
+            "");
 }
 
 TEST(ThreadsCount, DynamicCapsAtTheCoresAndSharesThemBetweenMpiProcesses) {
@@ -130,19 +182,16 @@ TEST(ThreadsCount, DynamicCapsAtTheCoresAndSharesThemBetweenMpiProcesses) {
   EXPECT_EQ(a.dynamic, 1);
   EXPECT_EQ(a.all, a.cores);
   EXPECT_EQ(query({{"ZML_NUM_THREADS", "100000"}, {"ZML_DYNAMIC", "FALSE"}}).all, 100000);
-  for (const char* var : {"OMPI_COMM_WORLD_LOCAL_SIZE", "MPI_LOCALNRANKS", "ZML_MPI_PPN"}) {
-    a = query({{var, "2"}});
-    EXPECT_EQ(a.blas, mpi_share(a, 2)) << var;
-  }
+  // Which variable gives the ranks is in the table above.
+  // From the OpenMP maximum capped at the cores, cores / ranks when smaller and above 0.
   a = query({{"A_MPI_PIN_MAPPING", "4:0 0,1 2,2 4,3 6"}});
-  EXPECT_EQ(a.all, mpi_share(a, 4));
-  a = query({{"ZML_MPI_PPN", "100000"}});
-  EXPECT_EQ(a.all, a.omp_max < a.cores ? a.omp_max : a.cores) << "a share of 0 is ignored";
+  const int capped = std::min(a.omp_max, a.cores);
+  EXPECT_EQ(a.all, a.cores / 4 > 0 ? std::min(capped, a.cores / 4) : capped);
+  EXPECT_EQ(query({{"ZML_MPI_PPN", "100000"}}).all, capped) << "a share of 0 is ignored";
   // The share applies only without an explicit count, OMP_NUM_THREADS or dynamic off.
-  a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"OMP_NUM_THREADS", "1000"}});
-  EXPECT_EQ(a.all, a.cores);
-  a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"ZML_NUM_THREADS", "1000"}});
-  EXPECT_EQ(a.all, a.cores);
+  for (const char* count : {"OMP_NUM_THREADS", "ZML_NUM_THREADS"}) {
+    EXPECT_EQ(query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {count, "1000"}}).all, a.cores) << count;
+  }
   a = query({{"OMPI_COMM_WORLD_LOCAL_SIZE", "2"}, {"ZML_DYNAMIC", "false"}});
   EXPECT_EQ(a.all, a.omp_max);
 }
@@ -223,9 +272,11 @@ TEST(ThreadsTeam, ShareGivesTheFirstRemainderMembersOneMore) {
 }
 
 TEST(ThreadsTeam, EveryMemberRunsOnceWithinTheCap) {
+  const auto& topology = zml::serv::topology_record();
+  EXPECT_TRUE(topology.logical >= topology.cores && topology.cores >= 1 && topology.packages >= 1);
   const int32_t cap = zml::serv::team_cap();
   EXPECT_LE(cap, omp_get_thread_limit());
-  EXPECT_LE(cap, zml::serv::kTeamsPerProcessor * zml::serv::topology_record().logical);
+  EXPECT_LE(cap, zml::serv::kTeamsPerProcessor * topology.logical);
   for (int32_t want : {1, 3, 1 << 30}) {
     std::vector<int> runs(static_cast<size_t>(cap), 0);
     int team = 0;
@@ -255,15 +306,6 @@ TEST(ThreadsTeam, NestedTeamRunsSerialisedWithItsOwnBarrier) {
   }
   if (outer < 2) GTEST_SKIP() << "the OpenMP runtime did not fork";
   EXPECT_EQ(inner, 1);
-}
-
-TEST(ThreadsTopology, AnswerFollowsTheRecord) {
-  const auto& t = zml::serv::topology_record();
-  EXPECT_GE(t.logical, t.cores);
-  EXPECT_GE(t.cores, 1);
-  EXPECT_GE(t.packages, 1);
-  EXPECT_EQ(t.cores_per_package, t.cores / t.packages > 0 ? t.cores / t.packages : 1);
-  EXPECT_EQ(zml::serv::topology_answer(), t.logical != t.cores ? 1 : 0);
 }
 
 }  // namespace

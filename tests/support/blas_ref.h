@@ -120,15 +120,15 @@ size_t place_operand(bool row_major, int32_t rows, int32_t cols, int32_t pad, ui
 // y := alpha*op(A)*x + beta*y for an m x n matrix given by the accessor
 // A(i, j); trans 'N', 'T' or 'C'. alpha == 0 reads neither A nor x and
 // beta == 0 overwrites y (NaN there does not come through). Sums in long double;
-// `scale` (when given) receives, per element of y, the sum of the magnitudes
-// of the terms, which bounds the rounding error of any summation order.
+// `scale` receives, per element of y, the sum of the magnitudes of the terms,
+// which bounds the rounding error of any summation order.
 template <class T, class Acc>
 void ref_gemv(char trans, int m, int n, T alpha, Acc A, const T* x, int incx, T beta, T* y,
-              int incy, std::vector<double>* scale = nullptr) {
+              int incy, std::vector<double>* scale) {
   const bool tr = trans != 'N';
   const bool cj = trans == 'C';
   const int leny = tr ? n : m, lenx = tr ? m : n;
-  if (scale) scale->assign(static_cast<size_t>(leny > 0 ? leny : 0), 0.0);
+  scale->assign(static_cast<size_t>(leny > 0 ? leny : 0), 0.0);
   if (m <= 0 || n <= 0) return;
   for (int i = 0; i < leny; ++i) {
     wide_t<T> s = 0, mag = 0;
@@ -141,10 +141,8 @@ void ref_gemv(char trans, int m, int n, T alpha, Acc A, const T* x, int incx, T 
     T& yi = y[vec_index(i, leny, incy)];
     const wide_t<T> old = beta == T(0) ? wide_t<T>(0) : widen(beta) * widen(yi);
     const wide_t<T> res = widen(alpha) * s + old;
-    if (scale) {
-      (*scale)[static_cast<size_t>(i)] =
-          static_cast<double>(std::abs(widen(alpha)) * std::abs(mag) + std::abs(old) + 1e-300L);
-    }
+    (*scale)[static_cast<size_t>(i)] =
+        static_cast<double>(std::abs(widen(alpha)) * std::abs(mag) + std::abs(old) + 1e-300L);
     yi = narrow<T>(res);
   }
 }

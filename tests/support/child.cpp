@@ -19,24 +19,13 @@
 namespace zml::test {
 
 std::string ChildResult::value(const std::string& key) const {
-  const std::string tag = "@@ " + key + " ";
-  size_t pos = 0;
-  while ((pos = out.find(tag, pos)) != std::string::npos) {
-    if (pos == 0 || out[pos - 1] == '\n') {
-      size_t start = pos + tag.size();
-      size_t end = out.find('\n', start);
-      std::string v = out.substr(start, end == std::string::npos ? end : end - start);
-      if (!v.empty() && v.back() == '\r') v.pop_back();
-      return v;
-    }
-    pos += tag.size();
-  }
-  return "";
-}
-
-bool ChildResult::has(const std::string& key) const {
-  const std::string tag = "@@ " + key + " ";
-  return out.find(tag) != std::string::npos;
+  const std::string tag = "\n@@ " + key + " ", text = "\n" + out;
+  const size_t pos = text.find(tag);
+  if (pos == std::string::npos) return "";
+  const size_t start = pos + tag.size(), end = text.find('\n', start);
+  std::string v = text.substr(start, end == std::string::npos ? end : end - start);
+  if (!v.empty() && v.back() == '\r') v.pop_back();
+  return v;
 }
 
 std::string ChildResult::mismatches(const std::string& expected) const {
@@ -111,12 +100,7 @@ ChildResult run_child(const std::string& name, const std::map<std::string, std::
   }
   for (auto& [k, v] : saved) _putenv_s(k.c_str(), v.c_str());
   // The child's standard output is a text stream: compare its lines as on POSIX.
-  std::string lf;
-  lf.reserve(r.out.size());
-  for (size_t i = 0; i < r.out.size(); ++i) {
-    if (!(r.out[i] == '\r' && i + 1 < r.out.size() && r.out[i + 1] == '\n')) lf += r.out[i];
-  }
-  r.out.swap(lf);
+  std::erase(r.out, '\r');
 #else
   int fds[2];
   if (pipe(fds) != 0) return r;

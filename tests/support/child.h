@@ -15,7 +15,6 @@ struct ChildResult {
 
   // Value of the child's line "@@ key value" (see emit), or "" when absent.
   std::string value(const std::string& key) const;
-  bool has(const std::string& key) const;
   // The words "key=value" of `expected` that the child did not emit as such,
   // each written "key=<what it emitted>"; empty when all match.
   std::string mismatches(const std::string& expected) const;
