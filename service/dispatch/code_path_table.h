@@ -62,7 +62,6 @@ enum class Isa : int32_t {
 
 struct IsaLevel {
   Isa isa;
-  const char* folder;
   cpu::FeatureSet needs;
   int32_t cap_flag;
   int32_t first_path;
@@ -70,7 +69,7 @@ struct IsaLevel {
 
 inline constexpr IsaLevel kLevels[] = {
 #define ZML_ISA_ENTRY(folder, isa, needs, cap_flag, first_path) \
-  {Isa::isa, #folder, needs, cap_flag, first_path},
+  {Isa::isa, needs, cap_flag, first_path},
     ZML_ISA_LEVELS(ZML_ISA_ENTRY)
 #undef ZML_ISA_ENTRY
 };
