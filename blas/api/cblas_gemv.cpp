@@ -4,6 +4,7 @@
 #include "blas/api/cblas_layer.h"
 #include "blas/blas.h"
 #include "service/service.h"
+#include "service/stride.h"
 #include "zml_cblas.h"
 
 namespace zml::blas::cblas {
@@ -27,8 +28,7 @@ void zgemv_row_conj(int32_t m, int32_t n, const zcomplex* alpha, const zcomplex*
     zml_serv_report_memory(0, "cblas_zgemv");
     return;
   }
-  const int64_t start = incx > 0 ? 0 : (1 - static_cast<int64_t>(cols)) * incx;
-  for (int64_t i = 0; i < cols; ++i) xc[i] = std::conj(x[start + i * incx]);
+  for (int64_t i = 0; i < cols; ++i) xc[i] = std::conj(x[serv::element_offset(cols, incx, i)]);
   const zcomplex calpha = std::conj(*alpha), cbeta = std::conj(*beta);
   const int32_t one = 1;
   double* yd = reinterpret_cast<double*>(y);
