@@ -66,8 +66,8 @@ void zml_serv_xerbla(const char* name, const int32_t* info, int32_t name_length)
 }
 
 void zml_serv_set_xerbla(zml_xerbla_fn hook) {
-  // Every checked entry installs its routine on every call: once a routine is
-  // in place a plain load settles it, sparing the locked exchange.
+  // Called at each entry's first call and before every report: once a routine
+  // is in place a plain load settles it, sparing the locked exchange.
   if (hook == nullptr || g_xerbla_hook.load(std::memory_order_acquire) != nullptr) return;
   zml_xerbla_fn empty = nullptr;
   g_xerbla_hook.compare_exchange_strong(empty, hook, std::memory_order_acq_rel);
