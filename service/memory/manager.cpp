@@ -203,8 +203,9 @@ void release(void* p) {
     return;
   }
   // A plain load and store, not a locked exchange, so the release costs what
-  // it did: every release after the first has returned is caught; two that
-  // race on two threads are the caller's data race and may both pass.
+  // it did: a release after the first has returned is caught while the block
+  // is still cached (one handed back to the system cannot be read again); two
+  // that race on two threads are the caller's data race and may both pass.
   std::atomic_ref<uintptr_t> state(header[2]);
   const uintptr_t seen = state.load(std::memory_order_relaxed);
   if (seen != (self ^ kLiveKey)) {
