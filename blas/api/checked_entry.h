@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "blas/api/cblas_layer.h"
 #include "blas/blas.h"
 #include "blas/driver/gemm_driver.h"
 #include "blas/driver/zgemm_serial.h"
@@ -17,7 +18,7 @@
 
 namespace zml::blas::entry {
 
-inline int32_t max1(int32_t v) { return v > 1 ? v : 1; }
+using cblas::max1;
 
 // The number of the first bad gemm argument, or 0.
 inline int32_t check_gemm(const char* transa, const char* transb, int32_t m, int32_t n, int32_t k,

@@ -11,24 +11,18 @@ namespace {
 
 // Asked in the order the driver asks them, so that the once-per-process
 // message of an unserved code path appears at the same call as before.
-template <class Row>
-uint64_t routing(serv::EntryWord& word, const dispatch::Table<Row>& table,
-                 const Row& (*active_row)()) {
+uint64_t routing(serv::EntryWord& word, const dispatch::TableBase& table) {
   uint64_t bits = kRoutingKnown;
   if (serv::num_stripes() <= 0 && gemm_driver_generation() != 2) {
-    const Row* row = &active_row();
-    const auto rows = table.rows();
-    uint64_t index = 0;
-    while (index < rows.size() && rows[index] != row) ++index;
-    if (index < rows.size()) bits |= kShortcutOpen | index << kRowIndexShift;
+    bits |= kShortcutOpen | static_cast<uint64_t>(table.running_index()) << kRowIndexShift;
   }
   return word.add(bits);
 }
 
 }  // namespace
 
-uint64_t dgemm_routing() { return routing(g_dgemm_word, kDgemmTable, dgemm_active_variant); }
-uint64_t zgemm_routing() { return routing(g_zgemm_word, kZgemmTable, zgemm_active_variant); }
+uint64_t dgemm_routing() { return routing(g_dgemm_word, kDgemmTable); }
+uint64_t zgemm_routing() { return routing(g_zgemm_word, kZgemmTable); }
 
 }  // namespace entry
 

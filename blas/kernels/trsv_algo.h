@@ -131,7 +131,7 @@ void trsv_blocked(int32_t upper, int32_t trans, int32_t unit, int32_t n, const d
   auto A = [a, lda](int64_t i, int64_t j) { return a + s * (i + j * lda); };
   auto X = [x](int64_t i) { return x + s * i; };
   const bool forward = (trans == 0) != (upper != 0);
-  const int32_t blocks = (n + nb - 1) / nb;
+  const int32_t blocks = (n - 1) / nb + 1;
   for (int32_t q = 0; q < blocks; ++q) {
     const int32_t b = forward ? q : blocks - 1 - q;
     const int32_t j0 = b * nb;

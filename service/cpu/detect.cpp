@@ -135,8 +135,9 @@ int32_t detection_routine(PendingMessages* messages) {
   p = fold_type(p);
   if (!type_has_library(p)) {
     // The reproducibility warning doubles as the notice for an unusable type,
-    // kept because hosts already watch for that one line. No kernel is chosen for a negative type,
-    // so the process runs the generic SSE2 path rather than stopping.
+    // kept because hosts already watch for that one line. No kernel is chosen
+    // for a negative type, so the process runs the generic SSE2 path rather
+    // than stopping.
     messages->add(1209, 0);
     p = 0;
   }

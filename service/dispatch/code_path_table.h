@@ -120,10 +120,12 @@ class TableBase {
   RowInfo picked(int32_t cp) const { return row(pick_index(cp)); }
   // The row this process runs (resolving it if still unresolved).
   RowInfo running() const { return row(running_(*this)); }
+  // Its index among the table's rows.
+  int32_t running_index() const { return running_(*this); }
 
  protected:
-  constexpr TableBase(const char* name, int32_t (*running_index)(const TableBase&))
-      : name_(name), running_(running_index) {}
+  constexpr TableBase(const char* name, int32_t (*resolve_index)(const TableBase&))
+      : name_(name), running_(resolve_index) {}
 
   constexpr void add(RowInfo info, bool narrow) {
     const int32_t level = static_cast<int32_t>(info.isa);
@@ -170,7 +172,7 @@ class Table : public TableBase {
  public:
   constexpr Table(const char* name, std::initializer_list<const Row*> rows,
                   std::initializer_list<const Row*> narrow = {})
-      : TableBase(name, &running_index) {
+      : TableBase(name, &index_of_running) {
     for (const Row* r : rows) add_row(r, false);
     for (const Row* r : narrow) add_row(r, true);
     fill_levels();
@@ -203,7 +205,7 @@ class Table : public TableBase {
     chosen_.store(row, std::memory_order_release);
     return *row;
   }
-  static int32_t running_index(const TableBase& base) {
+  static int32_t index_of_running(const TableBase& base) {
     const auto& table = static_cast<const Table&>(base);
     const Row* row = &table.get();
     int32_t i = 0;

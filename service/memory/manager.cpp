@@ -76,7 +76,8 @@ int64_t parse_fast_memory_limit(const char* text) {
   if (negative) v = -v;
   if (v > INT32_MAX) v = INT32_MAX;
   if (v < 0) return -1;
-  // Megabytes to bytes in 32-bit arithmetic, so 4096 and more wrap: 4096 gives a zero limit.
+  // Megabytes to bytes in 32-bit arithmetic, so 4096 and more wrap (4096 gives a zero
+  // limit); kept because hosts have set their limits against this arithmetic.
   return static_cast<int64_t>(static_cast<uint32_t>(v) << 20);
 }
 

@@ -19,7 +19,7 @@ std::atomic<int32_t> g_cap{0};
 int32_t team_cap() {
   int32_t cap = g_cap.load(std::memory_order_relaxed);
   if (cap > 0) return cap;
-  const int64_t by_processors = int64_t{kTeamsPerProcessor} * topology_record().logical;
+  const int64_t by_processors = int64_t{kMembersPerProcessor} * topology_record().logical;
   const int64_t limit = omp_get_thread_limit();
   const int64_t bound = limit < by_processors ? limit : by_processors;
   cap = bound > 1 ? static_cast<int32_t>(bound) : 1;

@@ -13,13 +13,13 @@
 namespace zml::serv {
 
 // The largest team a region asks for: the runtime's thread limit, and
-// kTeamsPerProcessor members per logical processor this process may use.
+// kMembersPerProcessor members per logical processor this process may use.
 // Four leaves room for teams larger than the machine (the tests split work 3
 // or 7 ways on two processors, as a larger machine would) while staying far
 // below the counts at which the runtime cannot create its threads and ends
 // the process (a setting of 100000 did); beyond a few members per processor
 // a team only adds context switches.
-inline constexpr int32_t kTeamsPerProcessor = 4;
+inline constexpr int32_t kMembersPerProcessor = 4;
 int32_t team_cap();
 
 // The domain's thread count (zml_serv_domain_get_max_threads), capped.

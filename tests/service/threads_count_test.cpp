@@ -276,7 +276,7 @@ TEST(ThreadsTeam, EveryMemberRunsOnceWithinTheCap) {
   EXPECT_TRUE(topology.logical >= topology.cores && topology.cores >= 1 && topology.packages >= 1);
   const int32_t cap = zml::serv::team_cap();
   EXPECT_LE(cap, omp_get_thread_limit());
-  EXPECT_LE(cap, zml::serv::kTeamsPerProcessor * topology.logical);
+  EXPECT_LE(cap, zml::serv::kMembersPerProcessor * topology.logical);
   for (int32_t want : {1, 3, 1 << 30}) {
     std::vector<int> runs(static_cast<size_t>(cap), 0);
     int team = 0;
