@@ -9,7 +9,6 @@
 #include <cstring>
 #include <vector>
 
-#include "bench/support/gemm_ref.h"
 #include "bench/support/operands.h"
 #include "bench/support/peer.h"
 #include "blas/blas.h"

@@ -8,7 +8,6 @@
 
 #include "bench/support/operands.h"
 #include "bench/support/peer.h"
-#include "bench/support/zgemm_ref.h"
 #include "blas/blas.h"
 #include "service/config/settings.h"
 
