@@ -36,7 +36,9 @@ struct zscal_variant {
 extern const dispatch::Table<dscal_variant> kDscalTable;
 extern const dispatch::Table<zscal_variant> kZscalTable;
 
-// The kernels of each folder, defined there.
+// The kernels of each folder, defined there. Declared for every level so a
+// new folder needs no edit here; a level without a folder (sse42) declares
+// kernels nothing defines or calls.
 #define ZML_LEVEL1_DECLARE(folder, ...)                                       \
   namespace folder {                                                          \
   void dscal_kernel(int32_t n, double alpha, double* x, int32_t incx);        \
