@@ -8,7 +8,6 @@
 
 #ifdef _WIN32
 #include <io.h>
-#include <process.h>
 #include <windows.h>
 #else
 #include <fcntl.h>
@@ -92,11 +91,35 @@ ChildResult run_child(const std::string& name, const std::map<std::string, std::
     saved[k] = old ? old : "";
     _putenv_s(k.c_str(), v.c_str());
   }
-  std::string cmd = "\"\"" + exe + "\" " + filter + " --gtest_also_run_disabled_tests\"";
-  FILE* p = _popen(cmd.c_str(), "rb");
-  if (p) {
-    r.out = read_all(p);
-    r.exit_code = _pclose(p);
+  // Started directly, not through the command interpreter: its quoting and
+  // program search differ between Windows and Wine's version of it.
+  std::string cmd = "\"" + exe + "\" " + filter + " --gtest_also_run_disabled_tests";
+  SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
+  HANDLE rd = nullptr, wr = nullptr;
+  if (CreatePipe(&rd, &wr, &sa, 0)) {
+    SetHandleInformation(rd, HANDLE_FLAG_INHERIT, 0);
+    STARTUPINFOA si{};
+    si.cb = sizeof si;
+    si.dwFlags = STARTF_USESTDHANDLES;
+    si.hStdOutput = wr;
+    si.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    si.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    PROCESS_INFORMATION pi{};
+    const BOOL started = CreateProcessA(exe.c_str(), cmd.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                        nullptr, &si, &pi);
+    CloseHandle(wr);
+    if (started) {
+      char buf[4096];
+      DWORD n = 0;
+      while (ReadFile(rd, buf, sizeof buf, &n, nullptr) && n > 0) r.out.append(buf, n);
+      WaitForSingleObject(pi.hProcess, INFINITE);
+      DWORD code = 0;
+      GetExitCodeProcess(pi.hProcess, &code);
+      r.exit_code = static_cast<int>(code);
+      CloseHandle(pi.hProcess);
+      CloseHandle(pi.hThread);
+    }
+    CloseHandle(rd);
   }
   for (auto& [k, v] : saved) _putenv_s(k.c_str(), v.c_str());
   // The child's standard output is a text stream: compare its lines as on POSIX.
