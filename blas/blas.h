@@ -76,6 +76,38 @@ void zml_blas_zgemm_serial(const char* transa, const char* transb, const int32_t
                            const int32_t* ldb, const zcomplex* beta, zcomplex* c,
                            const int32_t* ldc);
 
+// ---- 3M complex multiply: zgemm's arguments and result, three real products ----
+void zgemm3m(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
+             const int32_t* k, const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
+             const zcomplex* b, const int32_t* ldb, const zcomplex* beta, zcomplex* c,
+             const int32_t* ldc, hidden_len la = 1, hidden_len lb = 1);
+void zml_blas_zgemm3m(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
+                      const int32_t* k, const zcomplex* alpha, const zcomplex* a,
+                      const int32_t* lda, const zcomplex* b, const int32_t* ldb,
+                      const zcomplex* beta, zcomplex* c, const int32_t* ldc, hidden_len la = 1,
+                      hidden_len lb = 1);
+
+// ---- batched multiply: group_count groups of group_size[g] products each ----
+// transa, transb: one letter per group; m .. ldc: one value per group; a, b,
+// c: one pointer per product, the products of group 0 first.
+void dgemm_batch(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
+                 const int32_t* k, const double* alpha, const double* const* a, const int32_t* lda,
+                 const double* const* b, const int32_t* ldb, const double* beta, double* const* c,
+                 const int32_t* ldc, const int32_t* group_count, const int32_t* group_size,
+                 hidden_len la = 1, hidden_len lb = 1);
+void zgemm_batch(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
+                 const int32_t* k, const zcomplex* alpha, const zcomplex* const* a,
+                 const int32_t* lda, const zcomplex* const* b, const int32_t* ldb,
+                 const zcomplex* beta, zcomplex* const* c, const int32_t* ldc,
+                 const int32_t* group_count, const int32_t* group_size, hidden_len la = 1,
+                 hidden_len lb = 1);
+void zgemm3m_batch(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
+                   const int32_t* k, const zcomplex* alpha, const zcomplex* const* a,
+                   const int32_t* lda, const zcomplex* const* b, const int32_t* ldb,
+                   const zcomplex* beta, zcomplex* const* c, const int32_t* ldc,
+                   const int32_t* group_count, const int32_t* group_size, hidden_len la = 1,
+                   hidden_len lb = 1);
+
 // Transposition code of an option letter: first byte, case-insensitive;
 // 'N' 0, 'T' 1, 'C' 2, anything else -1.
 inline int32_t trans_code(const char* t) {
