@@ -16,6 +16,7 @@
 #include "blas/driver/gemm_blocked.h"
 #include "blas/driver/gemm_driver.h"
 #include "blas/driver/zgemm_serial.h"
+#include "blas/kernels/zgemm3m_kernel.h"
 #include "service/threading/team.h"
 
 namespace zml::blas {
@@ -52,90 +53,12 @@ Layout3m layout_3m(const dgemm_variant& row, const gemm_blocked::Blocking& bl) {
   return {round_up(mcp * bl.kc, 8), round_up(ncp * bl.kc, 8), round_up(mcp * row.nr, 8)};
 }
 
-// Lines [0, rows) of length k of a complex operand into width-w micro-panels
-// (the real kernels' layout, zero-padded) of the real parts, the imaginary
-// parts (negated when conj) and their sums. Element (r, p) is x[p + r*ld]
-// when k_contiguous, else x[r + p*ld].
-void pack_3m(const double* x, int64_t ld, int64_t rows, int64_t k, bool k_contiguous, bool conj,
-             int64_t w, double* re, double* im, double* sum) {
-  const double s = conj ? -1.0 : 1.0;
-  for (int64_t r0 = 0; r0 < rows; r0 += w) {
-    const int64_t lines = std::min(w, rows - r0);
-    double* pr = re + r0 * k;
-    double* pi = im + r0 * k;
-    double* ps = sum + r0 * k;
-    if (k_contiguous) {
-      // Each line is contiguous in memory: read along it.
-      for (int64_t r = 0; r < lines; ++r) {
-        const double* e = x + 2 * (r0 + r) * ld;
-        for (int64_t p = 0; p < k; ++p) {
-          const double vr = e[2 * p], vi = s * e[2 * p + 1];
-          pr[p * w + r] = vr;
-          pi[p * w + r] = vi;
-          ps[p * w + r] = vr + vi;
-        }
-      }
-    } else {
-      for (int64_t p = 0; p < k; ++p) {
-        const double* e = x + 2 * (r0 + p * ld);
-        for (int64_t r = 0; r < lines; ++r) {
-          const double vr = e[2 * r], vi = s * e[2 * r + 1];
-          pr[p * w + r] = vr;
-          pi[p * w + r] = vi;
-          ps[p * w + r] = vr + vi;
-        }
-      }
-    }
-    for (int64_t r = lines; r < w; ++r) {
-      for (int64_t p = 0; p < k; ++p) pr[p * w + r] = pi[p * w + r] = ps[p * w + r] = 0.0;
-    }
-  }
-}
-
-enum class BetaMode { kZero, kOne, kGeneral };
-
-// C(m x n) := alpha*((P1 - P2) + i*(P3 - P1 - P2)) + beta*C from the three
-// scratch strips (leading dimension ldt).
-template <BetaMode kMode>
-void fold(int64_t m, int64_t n, const double* alpha, const double* beta, const double* p1,
-          const double* p2, const double* p3, int64_t ldt, double* c, int64_t ldc) {
-  const double ar = alpha[0], ai = alpha[1], br = beta[0], bi = beta[1];
+// Rows [r0, r0 + rows) of the first n columns of complex C into L2.
+void prefetch_rows(const double* c, int64_t ldc, int64_t r0, int64_t rows, int64_t n) {
   for (int64_t j = 0; j < n; ++j) {
-    const double* x = p1 + j * ldt;
-    const double* y = p2 + j * ldt;
-    const double* z = p3 + j * ldt;
-    double* cj = c + 2 * j * ldc;
-    for (int64_t i = 0; i < m; ++i) {
-      const double re = x[i] - y[i], im = z[i] - x[i] - y[i];
-      const double pr = ar * re - ai * im, pi = ar * im + ai * re;
-      if constexpr (kMode == BetaMode::kZero) {
-        cj[2 * i] = pr;
-        cj[2 * i + 1] = pi;
-      } else if constexpr (kMode == BetaMode::kOne) {
-        cj[2 * i] += pr;
-        cj[2 * i + 1] += pi;
-      } else {
-        const double cr = cj[2 * i], ci = cj[2 * i + 1];
-        cj[2 * i] = br * cr - bi * ci + pr;
-        cj[2 * i + 1] = br * ci + bi * cr + pi;
-      }
-    }
-  }
-}
-
-void fold_strip(BetaMode mode, int64_t m, int64_t n, const double* alpha, const double* beta,
-                const double* p1, const double* p2, const double* p3, int64_t ldt, double* c,
-                int64_t ldc) {
-  switch (mode) {
-    case BetaMode::kZero:
-      fold<BetaMode::kZero>(m, n, alpha, beta, p1, p2, p3, ldt, c, ldc);
-      break;
-    case BetaMode::kOne:
-      fold<BetaMode::kOne>(m, n, alpha, beta, p1, p2, p3, ldt, c, ldc);
-      break;
-    case BetaMode::kGeneral:
-      fold<BetaMode::kGeneral>(m, n, alpha, beta, p1, p2, p3, ldt, c, ldc);
-      break;
+    const double* col = c + 2 * (r0 + j * ldc);
+    for (int64_t d = 0; d < 2 * rows; d += 8) __builtin_prefetch(col + d, 1, 2);
+    __builtin_prefetch(col + 2 * rows - 1, 1, 2);
   }
 }
 
@@ -143,36 +66,41 @@ void loops_3m(const dgemm_variant& row, const gemm_blocked::Blocking& bl, int32_
               int64_t m, int64_t n, int64_t k, const double* alpha, const double* a, int64_t lda,
               const double* b, int64_t ldb, const double* beta, double* c, int64_t ldc,
               double* work) {
+  const zgemm3m_variant& k3 = kZgemm3mTable.get();
   const Layout3m lay = layout_3m(row, bl);
   double* pa[3] = {work, work + lay.a, work + 2 * lay.a};
   double* pb[3] = {pa[2] + lay.a, pa[2] + lay.a + lay.b, pa[2] + lay.a + 2 * lay.b};
   double* st[3] = {pb[2] + lay.b, pb[2] + lay.b + lay.strip, pb[2] + lay.b + 2 * lay.strip};
   const int64_t mr = row.mr, nr = row.nr;
-  const BetaMode first = beta[0] == 0.0 && beta[1] == 0.0   ? BetaMode::kZero
-                         : beta[0] == 1.0 && beta[1] == 0.0 ? BetaMode::kOne
-                                                            : BetaMode::kGeneral;
+  const Zgemm3mBeta first = beta[0] == 0.0 && beta[1] == 0.0   ? Zgemm3mBeta::kZero
+                            : beta[0] == 1.0 && beta[1] == 0.0 ? Zgemm3mBeta::kOne
+                                                               : Zgemm3mBeta::kGeneral;
   for (int64_t jc = 0; jc < n; jc += bl.nc) {
     const int64_t nb = std::min(bl.nc, n - jc);
     for (int64_t pc = 0; pc < k; pc += bl.kc) {
       const int64_t kb = std::min(bl.kc, k - pc);
       const double* bsrc = tb != 0 ? b + 2 * (jc + pc * ldb) : b + 2 * (pc + jc * ldb);
-      pack_3m(bsrc, ldb, nb, kb, tb == 0, tb == 2, nr, pb[0], pb[1], pb[2]);
+      k3.pack(bsrc, ldb, nb, kb, tb == 0, tb == 2, nr, pb[0], pb[1], pb[2]);
       // beta is applied by the first pass over k only; later passes accumulate.
-      const BetaMode mode = pc == 0 ? first : BetaMode::kOne;
+      const Zgemm3mBeta mode = pc == 0 ? first : Zgemm3mBeta::kOne;
       for (int64_t ic = 0; ic < m; ic += bl.mc) {
         const int64_t mb = std::min(bl.mc, m - ic);
         const int64_t ldt = round_up(mb, mr);
         const double* asrc = ta != 0 ? a + 2 * (pc + ic * lda) : a + 2 * (ic + pc * lda);
-        pack_3m(asrc, lda, mb, kb, ta != 0, ta == 2, mr, pa[0], pa[1], pa[2]);
+        k3.pack(asrc, lda, mb, kb, ta != 0, ta == 2, mr, pa[0], pa[1], pa[2]);
         for (int64_t jr = 0; jr < nb; jr += nr) {
+          const int64_t nn = std::min(nr, nb - jr);
+          double* cs = c + 2 * (ic + (jc + jr) * ldc);
           // Whole tiles into the padded strips: the kernels' fastest case.
           for (int t = 0; t < 3; ++t) {
             for (int64_t ir = 0; ir < mb; ir += mr) {
               row.ukernel(mr, nr, kb, 1.0, pa[t] + ir * kb, pb[t] + jr * kb, 0.0, st[t] + ir, ldt);
+              // C has left the caches since the last pass over k: fetch the
+              // strip's part of it beside the kernels, so the fold finds it.
+              if (t == 0) prefetch_rows(cs, ldc, ir, std::min(mr, mb - ir), nn);
             }
           }
-          fold_strip(mode, mb, std::min(nr, nb - jr), alpha, beta, st[0], st[1], st[2], ldt,
-                     c + 2 * (ic + (jc + jr) * ldc), ldc);
+          k3.fold(mb, nn, alpha, beta, mode, st[0], st[1], st[2], ldt, cs, ldc);
         }
       }
     }
