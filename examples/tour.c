@@ -121,12 +121,50 @@ static void tour_gemm(void) {
   free(c);
 }
 
+/* A batch of 100 small products in one call, and the 3M complex multiply
+   beside zgemm (the same product with three real multiplies instead of four). */
+static void tour_batch(void) {
+  enum { kCount = 100, kN = 3, kZ = 40 };
+  static double a[kCount][kN * kN], c[kCount][kN * kN], z[3][2 * kZ * kZ];
+  const double* pa[kCount];
+  double* pc[kCount];
+  const CBLAS_TRANSPOSE t = CblasNoTrans;
+  const int n = kN, size = kCount, zn = kZ;
+  const double one = 1.0, zero = 0.0, zone[2] = {1, 0}, zzero[2] = {0, 0};
+  double err = 0;
+  int i, j;
+  printf("Batched and 3M multiply\n");
+  for (i = 0; i < kCount; ++i) {
+    for (j = 0; j < kN * kN; ++j) a[i][j] = (double)((i + j) % 5) - 2.0;
+    pa[i] = a[i];
+    pc[i] = c[i];
+  }
+  cblas_dgemm_batch(CblasColMajor, &t, &t, &n, &n, &n, &one, pa, &n, pa, &n, &zero, pc, &n, 1,
+                    &size);
+  for (i = 0; i < kCount; ++i) {
+    double s = 0;
+    for (j = 0; j < kN; ++j) s += a[i][1 + j * kN] * a[i][j + 2 * kN];
+    err += fabs(s - c[i][1 + 2 * kN]);
+  }
+  check(err == 0, "dgemm_batch of 100 products matches dot products");
+  for (i = 0; i < 2 * kZ * kZ; ++i) z[0][i] = (double)(i % 11) / 11.0 - 0.5;
+  cblas_zgemm(CblasColMajor, CblasNoTrans, CblasConjTrans, kZ, kZ, kZ, zone, z[0], zn, z[0], zn,
+              zzero, z[1], zn);
+  cblas_zgemm3m(CblasColMajor, CblasNoTrans, CblasConjTrans, kZ, kZ, kZ, zone, z[0], zn, z[0], zn,
+                zzero, z[2], zn);
+  for (err = 0, i = 0; i < 2 * kZ * kZ; ++i) {
+    if (fabs(z[1][i] - z[2][i]) > err) err = fabs(z[1][i] - z[2][i]);
+  }
+  check(err < 1e-12, "zgemm3m agrees with zgemm at 40x40");
+}
+
 int main(void) {
   printf("custom_zml tour\n");
   tour_settings();
   tour_memory();
   tour_blas();
   tour_gemm();
+  tour_batch();
   printf("%s\n", failures ? "tour FAILED" : "tour done");
   return failures ? 1 : 0;
 }
