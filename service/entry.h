@@ -52,7 +52,9 @@ class EntryWord {
 // The word of entries that keep no answers of their own.
 inline EntryWord g_entry_word;
 
-inline constexpr int kVerboseLineSize = 200;
+// The call part of a verbose line; entries whose calls print more (the batch
+// ones list fifteen pointers) ask for a larger buffer.
+inline constexpr size_t kVerboseLineSize = 200;
 
 // Writes the call part of a verbose line, by printf rules, cut to size.
 void format_call(char* buf, size_t size, const char* fmt, ...)
@@ -63,13 +65,13 @@ namespace entry_detail {
 // Verbose mode: times the body and writes the line with the thread count of
 // `domain`. Calls that failed their checks are written too, with the time of
 // an empty interval.
-template <class Body, class Text, class... Args>
+template <size_t kLine, class Body, class Text, class... Args>
 __attribute__((noinline, cold)) void run_traced(Domain domain, bool passed, uint64_t answers,
                                                 Body body, Text text, Args... args) {
   const double t0 = seconds();
   if (passed) body(answers, args...);
   const double elapsed = passed ? seconds() - t0 : 0.0;
-  char line[kVerboseLineSize];
+  char line[kLine];
   text(line, sizeof line, args...);
   verbose_print(line, elapsed, domain);
 }
@@ -84,7 +86,7 @@ __attribute__((noinline, cold)) void run_traced(Domain domain, bool passed, uint
 // verbose line and runs in verbose mode only. Both take everything as
 // arguments and capture nothing: a closure would be built in memory before
 // the verbose test, on every call.
-template <class Body, class Text, class... Args>
+template <size_t kLine = kVerboseLineSize, class Body, class Text, class... Args>
 inline void checked_entry(EntryWord& word, Domain domain, const char* name, int32_t info, Body body,
                           Text text, Args... args) {
   static_assert(std::is_empty_v<Body> && std::is_empty_v<Text>, "body and text capture nothing");
@@ -94,7 +96,7 @@ inline void checked_entry(EntryWord& word, Domain domain, const char* name, int3
     if (info == 0) body(answers, args...);
     return;
   }
-  entry_detail::run_traced(domain, info == 0, answers, body, text, args...);
+  entry_detail::run_traced<kLine>(domain, info == 0, answers, body, text, args...);
 }
 
 }  // namespace zml::serv

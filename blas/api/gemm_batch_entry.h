@@ -57,7 +57,9 @@ void gemm_batch(BatchKind kind, const char* transa, const char* transb, const in
   const char* name = kind == BatchKind::kReal      ? "DGEMM_BATCH "
                      : kind == BatchKind::kComplex ? "ZGEMM_BATCH "
                                                    : "ZGEMM3M_BATCH ";
-  serv::checked_entry(
+  // Fifteen pointers do not fit the usual 200 bytes.
+  constexpr size_t kBatchLine = 320;
+  serv::checked_entry<kBatchLine>(
       serv::g_entry_word, serv::kDomainBlas, name, info,
       [](uint64_t, BatchKind kd, const char* ta, const char* tb, const int32_t* m_,
          const int32_t* n_, const int32_t* k_, const T* al, const T* const* a_, const int32_t* lda_,

@@ -224,13 +224,12 @@ TEST(GemmBatchReports, DISABLED_ChildVerbose) {
     zml::blas::zgemm3m("C", "N", nine, nine, nine, al, a.data(), nine, a.data(), nine, al, c.data(),
                        nine);
   });
-  // The arrays as pointers (the frame cuts a line at 200 bytes, so the last
-  // ones may not show).
-  char head[96];
-  std::snprintf(head, sizeof head, "ZGEMM_BATCH(N,T,%p,%p,%p,%p,", static_cast<const void*>(nine),
-                static_cast<const void*>(nine), static_cast<const void*>(nine),
-                static_cast<const void*>(al));
-  zml::test::emit("batch", out.find(head) != std::string::npos);
+  // Every array as a pointer, up to the closing parenthesis.
+  char whole[400];
+  const void* p[13] = {nine, nine, nine, al, pa, nine, pa, nine, al, pc, nine, &gc, size};
+  std::snprintf(whole, sizeof whole, "ZGEMM_BATCH(N,T,%p,%p,%p,%p,%p,%p,%p,%p,%p,%p,%p,%p,%p)",
+                p[0], p[1], p[2], p[3], p[4], p[5], p[6], p[7], p[8], p[9], p[10], p[11], p[12]);
+  zml::test::emit("batch", out.find(whole) != std::string::npos);
   zml::test::emit("failed", out.find("ZGEMM3M_BATCH(-,-,") != std::string::npos);
   zml::test::emit("3m", out.find("ZGEMM3M(C,N,9,9,9,") != std::string::npos);
 }
