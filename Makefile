@@ -1,7 +1,10 @@
 # Two entry points for a fresh Debian machine:
 #   make demo   builds the library and runs the tour of every family
 #   make test   installs what is missing, builds, runs every test
+# and `make install PREFIX=/opt/custom_zml` installs the library, its headers,
+# zml-info, the pkg-config file and the CMake package under PREFIX.
 BUILD ?= build
+PREFIX ?= /usr/local
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 # Debian packages the build and the tests need. The peers (OpenBLAS, reference
@@ -9,7 +12,7 @@ CMAKE_FLAGS ?=
 BUILD_PKGS = cmake g++ ninja-build make googletest libgtest-dev
 TEST_PKGS = openmpi-bin libopenblas0-pthread
 
-.PHONY: all deps deps-build demo test build clean asan tsan
+.PHONY: all deps deps-build demo test build install clean asan tsan
 
 all: build
 
@@ -32,16 +35,22 @@ demo: deps-build build
 test: deps build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Builds only what is installed, then installs it.
+install: deps-build $(BUILD)/build.ninja
+	cmake --build $(BUILD) -j $(JOBS) --target custom_zml zml-info
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
 # Sanitizer jobs, each in its own build folder so they never mix objects with
 # the normal build. -O2 -g keeps them fast enough while stacks still carry
-# file:line. Child-process tests re-run the same binary, so they inherit the
-# sanitizer and these options. Reports go to files as well as failing the test:
+# file:line. They build no benchmarks, which they would not run. Child-process
+# tests re-run the same binary, so they inherit the sanitizer and these options. Reports go to files as well as failing the test:
 # a child whose output a test only parses would otherwise hide one, so any
 # report file fails the job. Leaks are checked at exit (LSan is on by default).
 SAN_TYPE = RelWithDebInfo
 SAN_CHECK = rc=$$?; if ls reports/* >/dev/null 2>&1; then cat reports/*; rc=1; fi; exit $$rc
 asan: deps
-	cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=$(SAN_TYPE) -DZML_SANITIZE=address $(CMAKE_FLAGS)
+	cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=$(SAN_TYPE) -DZML_SANITIZE=address \
+	  -DZML_BUILD_BENCH=OFF $(CMAKE_FLAGS)
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && rm -rf reports && mkdir reports && \
 	  ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:log_path=$$PWD/reports/asan \
@@ -57,7 +66,8 @@ TSAN_PKGS = clang libomp-14-dev
 tsan: deps
 	@sh .ci/install-packages.sh $(TSAN_PKGS)
 	cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=$(SAN_TYPE) -DZML_SANITIZE=thread \
-	  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DZML_WERROR=OFF $(CMAKE_FLAGS)
+	  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DZML_WERROR=OFF \
+	  -DZML_BUILD_BENCH=OFF $(CMAKE_FLAGS)
 	cmake --build build-tsan -j $(JOBS)
 	cd build-tsan && rm -rf reports && mkdir reports && \
 	  OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so \

@@ -1,0 +1,50 @@
+# The OpenMP runtime's DLLs for a MinGW build: libgomp-1.dll and whatever it
+# imports that the compiler ships, found the way the compiler finds its own
+# libraries. A DLL the compiler cannot find is the system's (KERNEL32.dll,
+# msvcrt.dll) and ends the walk. The DLLs are copied into `dir`, beside the
+# library and the programs, where Windows looks first; ZML_RUNTIME_DLLS lists
+# the copies and runtime_dlls.txt their names, for CI's check of imports.
+function(zml_copy_windows_runtime dir)
+  if(CMAKE_OBJDUMP)
+    set(objdump ${CMAKE_OBJDUMP})
+  else()
+    string(REGEX REPLACE "g\\+\\+(-posix)?$" "objdump" objdump ${CMAKE_CXX_COMPILER})
+  endif()
+  set(todo libgomp-1.dll)
+  set(seen libgomp-1.dll)
+  set(copies "")
+  set(names "")
+  while(todo)
+    list(POP_FRONT todo dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+                    OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${path}" OR NOT EXISTS "${path}")
+      if(dll STREQUAL "libgomp-1.dll")
+        message(FATAL_ERROR "the compiler ships no libgomp-1.dll; install its OpenMP runtime")
+      endif()
+      continue()
+    endif()
+    # configure_file copies the file's contents even where the compiler's
+    # copy is a link, and copies again when it changes.
+    configure_file(${path} ${dir}/${dll} COPYONLY)
+    list(APPEND copies ${dir}/${dll})
+    list(APPEND names ${dll})
+    execute_process(COMMAND ${objdump} -p ${path} OUTPUT_VARIABLE dump RESULT_VARIABLE rc)
+    if(NOT rc EQUAL 0)
+      message(FATAL_ERROR "${objdump} -p ${path} failed")
+    endif()
+    string(REGEX MATCHALL "DLL Name: [^\n]+" imports "${dump}")
+    foreach(line ${imports})
+      string(REGEX REPLACE "^DLL Name: *" "" imported "${line}")
+      string(STRIP "${imported}" imported)
+      if(NOT imported IN_LIST seen)
+        list(APPEND seen ${imported})
+        list(APPEND todo ${imported})
+      endif()
+    endforeach()
+  endwhile()
+  list(JOIN names "\n" names_txt)
+  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/runtime_dlls.txt CONTENT "${names_txt}\n")
+  message(STATUS "OpenMP runtime DLLs beside custom_zml.dll: ${names}")
+  set(ZML_RUNTIME_DLLS ${copies} PARENT_SCOPE)
+endfunction()
