@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: BSD-3-Clause
+// The vector-math tables: one row per kernel folder for each function, and
+// each function's 36-entry kernels and costs tables built from those rows.
+#include "vml/kernels/vml_kernel.h"
+
+namespace zml::vml {
+
+namespace {
+using dispatch::Isa;
+
+template <class Fn>
+using Rows = dispatch::Table<Variant<Fn>>;
+
+#define ZML_VML_ROWS(fn, Fn, kind)                                           \
+  constexpr Variant<Fn> k##fn##Ref{Isa::kRef, ref::kind, "ref"};             \
+  constexpr Variant<Fn> k##fn##Sse2{Isa::kSse2, sse2::kind, "sse2"};         \
+  constexpr Variant<Fn> k##fn##Avx{Isa::kAvx, avx::kind, "avx"};             \
+  constexpr Variant<Fn> k##fn##Avx2{Isa::kAvx2, avx2::kind, "avx2"};         \
+  constexpr Variant<Fn> k##fn##Avx512{Isa::kAvx512, avx512::kind, "avx512"}; \
+  constexpr Rows<Fn> k##fn##Rows{                                            \
+      "vml_" #kind, {&k##fn##Ref, &k##fn##Sse2, &k##fn##Avx, &k##fn##Avx2, &k##fn##Avx512}};
+ZML_VML_ROWS(Add, binary_fn, add)
+ZML_VML_ROWS(Sub, binary_fn, sub)
+ZML_VML_ROWS(Mul, binary_fn, mul)
+ZML_VML_ROWS(Div, binary_fn, div)
+ZML_VML_ROWS(Sqrt, unary_fn, sqrt)
+ZML_VML_ROWS(Abs, unary_fn, abs)
+#undef ZML_VML_ROWS
+
+// Costs per element, in the units of the exponential's table (about a cycle
+// of one core on type 11), by processor type 0..11. The correctly rounded
+// functions cost the same in every class; the types of one instruction-set
+// level run one kernel and cost alike. A load-add-store step is bound by
+// memory traffic, so the narrow levels lose less than their width suggests.
+constexpr float kStreamCost[kTypes] = {2.0f, 2.0f, 2.0f, 2.0f, 2.0f, 2.0f,
+                                       1.2f, 1.0f, 1.0f, 0.7f, 1.0f, 0.7f};
+constexpr float kDivCost[kTypes] = {8.0f, 8.0f, 8.0f, 8.0f, 8.0f, 8.0f,
+                                    4.5f, 4.0f, 4.0f, 2.5f, 4.0f, 2.5f};
+constexpr float kSqrtCost[kTypes] = {10.0f, 10.0f, 10.0f, 10.0f, 10.0f, 10.0f,
+                                     6.0f,  5.5f,  5.5f,  3.5f,  5.5f,  3.5f};
+}  // namespace
+
+const Function<binary_fn> kAdd{"vdAdd", &kAddRows, one_kernel_per_type(kAddRows),
+                               cost_rows(kStreamCost, kStreamCost, kStreamCost)};
+const Function<binary_fn> kSub{"vdSub", &kSubRows, one_kernel_per_type(kSubRows),
+                               cost_rows(kStreamCost, kStreamCost, kStreamCost)};
+const Function<binary_fn> kMul{"vdMul", &kMulRows, one_kernel_per_type(kMulRows),
+                               cost_rows(kStreamCost, kStreamCost, kStreamCost)};
+const Function<binary_fn> kDiv{"vdDiv", &kDivRows, one_kernel_per_type(kDivRows),
+                               cost_rows(kDivCost, kDivCost, kDivCost)};
+const Function<unary_fn> kSqrt{"vdSqrt", &kSqrtRows, one_kernel_per_type(kSqrtRows),
+                               cost_rows(kSqrtCost, kSqrtCost, kSqrtCost)};
+const Function<unary_fn> kAbs{"vdAbs", &kAbsRows, one_kernel_per_type(kAbsRows),
+                              cost_rows(kStreamCost, kStreamCost, kStreamCost)};
+
+// The exponential's costs, which its kernels will be tuned against: type 10
+// has no kernel of its own and holds the sentinel.
+constexpr std::array<float, kTableSize> kExpCosts =
+    cost_rows({59.84f, 3.0f, 37.08f, 17.45f, 21.24f, 11.22f, 11.07f, 8.49f, 6.56f, 3.876f,
+               kNoKernelCost, 1.619f},
+              {67.59f, 3.0f, 37.08f, 26.45f, 30.49f, 17.91f, 17.62f, 14.11f, 8.69f, 5.394f,
+               kNoKernelCost, 1.779f},
+              {59.84f, 3.0f, 37.08f, 13.02f, 17.11f, 8.81f, 8.56f, 7.82f, 6.548f, 3.771f,
+               kNoKernelCost, 1.08f});
+static_assert(kExpCosts[10] == kNoKernelCost && kExpCosts[35] == 1.08f);
+
+const dispatch::Registration kRegistered{&kAddRows, &kSubRows,  &kMulRows,
+                                         &kDivRows, &kSqrtRows, &kAbsRows};
+
+}  // namespace zml::vml
