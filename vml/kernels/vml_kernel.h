@@ -75,7 +75,7 @@ constexpr std::array<float, kTableSize> cost_rows(const float (&la)[kTypes],
 }
 
 extern const Function<binary_fn> kAdd, kSub, kMul, kDiv;
-extern const Function<unary_fn> kSqrt, kAbs;
+extern const Function<unary_fn> kSqrt, kAbs, kExp;
 
 // The statuses a kernel may leave (values of zml_vml.h).
 enum Status : int32_t { kOk = 0, kErrDom = 1, kSing = 2, kOverflow = 3, kUnderflow = 4 };
@@ -98,6 +98,9 @@ enum Status : int32_t { kOk = 0, kErrDom = 1, kSing = 2, kOverflow = 3, kUnderfl
   void div(int32_t n, const double* a, const double* b, double* y); \
   void sqrt(int32_t n, const double* a, double* y);                 \
   void abs(int32_t n, const double* a, double* y);                  \
+  void exp_la(int32_t n, const double* a, double* y);               \
+  void exp_ha(int32_t n, const double* a, double* y);               \
+  void exp_ep(int32_t n, const double* a, double* y);               \
   }
 ZML_ISA_LEVELS(ZML_VML_DECLARE)
 #undef ZML_VML_DECLARE

@@ -27,6 +27,34 @@ ZML_VML_ROWS(Sqrt, unary_fn, sqrt)
 ZML_VML_ROWS(Abs, unary_fn, abs)
 #undef ZML_VML_ROWS
 
+// The exponential has no avx folder: that level runs the sse2 row.
+#define ZML_VML_EXP_ROWS(fn, kind)                                                 \
+  constexpr Variant<unary_fn> k##fn##Ref{Isa::kRef, ref::kind, "ref"};             \
+  constexpr Variant<unary_fn> k##fn##Sse2{Isa::kSse2, sse2::kind, "sse2"};         \
+  constexpr Variant<unary_fn> k##fn##Avx2{Isa::kAvx2, avx2::kind, "avx2"};         \
+  constexpr Variant<unary_fn> k##fn##Avx512{Isa::kAvx512, avx512::kind, "avx512"}; \
+  constexpr Rows<unary_fn> k##fn##Rows{"vml_" #kind,                               \
+                                       {&k##fn##Ref, &k##fn##Sse2, &k##fn##Avx2, &k##fn##Avx512}};
+ZML_VML_EXP_ROWS(ExpLa, exp_la)
+ZML_VML_EXP_ROWS(ExpHa, exp_ha)
+ZML_VML_EXP_ROWS(ExpEp, exp_ep)
+#undef ZML_VML_EXP_ROWS
+
+// Types 1 and 2 run one kernel in every class (the high-accuracy one, which
+// meets all three bounds); type 10 has no kernel and runs as the type that
+// serves it.
+constexpr std::array<const Variant<unary_fn>*, kTableSize> exp_kernels() {
+  std::array<const Variant<unary_fn>*, kTableSize> k{};
+  const Rows<unary_fn>* by_class[3] = {&kExpLaRows, &kExpHaRows, &kExpEpRows};
+  for (int32_t a = 0; a < 3; ++a) {
+    for (int32_t t = 0; t < kTypes; ++t) {
+      const Rows<unary_fn>& rows = t == 1 || t == 2 ? kExpHaRows : *by_class[a];
+      k[t + kTypes * a] = t == 10 ? nullptr : row_of_type(rows, t);
+    }
+  }
+  return k;
+}
+
 // Costs per element, in the units of the exponential's table (about a cycle
 // of one core on type 11), by processor type 0..11. The correctly rounded
 // functions cost the same in every class; the types of one instruction-set
@@ -53,18 +81,17 @@ const Function<unary_fn> kSqrt{"vdSqrt", &kSqrtRows, one_kernel_per_type(kSqrtRo
 const Function<unary_fn> kAbs{"vdAbs", &kAbsRows, one_kernel_per_type(kAbsRows),
                               cost_rows(kStreamCost, kStreamCost, kStreamCost)};
 
-// The exponential's costs, which its kernels will be tuned against: type 10
-// has no kernel of its own and holds the sentinel.
-constexpr std::array<float, kTableSize> kExpCosts =
-    cost_rows({59.84f, 3.0f, 37.08f, 17.45f, 21.24f, 11.22f, 11.07f, 8.49f, 6.56f, 3.876f,
-               kNoKernelCost, 1.619f},
-              {67.59f, 3.0f, 37.08f, 26.45f, 30.49f, 17.91f, 17.62f, 14.11f, 8.69f, 5.394f,
-               kNoKernelCost, 1.779f},
-              {59.84f, 3.0f, 37.08f, 13.02f, 17.11f, 8.81f, 8.56f, 7.82f, 6.548f, 3.771f,
-               kNoKernelCost, 1.08f});
-static_assert(kExpCosts[10] == kNoKernelCost && kExpCosts[35] == 1.08f);
+// Type 10 has no kernel of its own and holds the sentinel cost.
+const Function<unary_fn> kExp{"vdExp", &kExpHaRows, exp_kernels(),
+                              cost_rows({59.84f, 3.0f, 37.08f, 17.45f, 21.24f, 11.22f, 11.07f,
+                                         8.49f, 6.56f, 3.876f, kNoKernelCost, 1.619f},
+                                        {67.59f, 3.0f, 37.08f, 26.45f, 30.49f, 17.91f, 17.62f,
+                                         14.11f, 8.69f, 5.394f, kNoKernelCost, 1.779f},
+                                        {59.84f, 3.0f, 37.08f, 13.02f, 17.11f, 8.81f, 8.56f, 7.82f,
+                                         6.548f, 3.771f, kNoKernelCost, 1.08f})};
 
-const dispatch::Registration kRegistered{&kAddRows, &kSubRows,  &kMulRows,
-                                         &kDivRows, &kSqrtRows, &kAbsRows};
+const dispatch::Registration kRegistered{&kAddRows,   &kSubRows,   &kMulRows,
+                                         &kDivRows,   &kSqrtRows,  &kAbsRows,
+                                         &kExpLaRows, &kExpHaRows, &kExpEpRows};
 
 }  // namespace zml::vml
