@@ -59,6 +59,13 @@ TEST(VmlEntry, BadArgumentsEmptyCallsAndStatuses) {
   EXPECT_EQ(zml::vml::status(), VML_STATUS_ERRDOM);
   vdSqrt(2, a, y);
   EXPECT_EQ(zml::vml::status(), VML_STATUS_OK);
+  // With no reactions, the status is still set but errno is left alone.
+  zml::vml::set_mode(VML_HA | VML_ERRMODE_NOERR);
+  errno = 0;
+  vdDiv(1, a, b, y);
+  EXPECT_EQ(zml::vml::status(), VML_STATUS_SING);
+  EXPECT_EQ(errno, 0);
+  zml::vml::set_mode(0);
   // Quiet cases: NaN / 0, Inf / 0, sqrt(-0).
   double q[3] = {NAN, INFINITY, -0.0}, z[3] = {0, 0, 1};
   vdDiv(2, q, z, y);

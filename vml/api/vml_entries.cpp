@@ -5,6 +5,8 @@
 // its kernels left.
 #include <atomic>
 #include <cstdint>
+#include <initializer_list>
+#include <utility>
 
 #include "service/cpu/code_path.h"
 #include "service/entry.h"
@@ -82,8 +84,13 @@ void run(const Function<Fn>& f, Threader threader, int32_t n, int32_t bad, Args.
         th(k.kernel, k.cost, m, xs..., 0);
       },
       [](char* buf, size_t size, const Function<Fn>* fp, Threader, int32_t m, Args... xs) {
-        serv::format_call(buf, size, "%s(%d%s)", fp->name, m,
-                          sizeof...(xs) == 2 ? ",a,y" : ",a,b,y");
+        if constexpr (sizeof...(xs) == 2) {
+          serv::format_call(buf, size, "%s(%d,%p,%p)", fp->name, m,
+                            static_cast<const void*>(xs)...);
+        } else {
+          serv::format_call(buf, size, "%s(%d,%p,%p,%p)", fp->name, m,
+                            static_cast<const void*>(xs)...);
+        }
       },
       &f, threader, n, args...);
   if (const int32_t st = status(); st != 0) react(f.name, st, n);
