@@ -48,7 +48,10 @@ TEST(VmlExp, AccuracySpecialValuesAndStatuses) {
     for (int t = 0; t < zml::vml::kTypes; ++t) {
       if (const auto* v = zml::vml::kExp.kernels[t + 12 * a]) rows.insert(v);
     }
+    // Type 10 has no kernel; types 1 and 2 run one kernel in every class.
     EXPECT_EQ(zml::vml::kExp.costs[10 + 12 * a], zml::vml::kNoKernelCost);
+    EXPECT_EQ(zml::vml::kExp.kernels[10 + 12 * a], nullptr);
+    EXPECT_EQ(zml::vml::kExp.kernels[1 + 12 * a], zml::vml::kExp.kernels[1 + 12]);
     for (const auto* row : rows) {
       if (!zml::dispatch::isa_usable(row->isa)) continue;
       std::vector<double> y(x.size());
