@@ -1,9 +1,10 @@
 /* SPDX-License-Identifier: BSD-3-Clause */
 /* A tour of the library through its public interface only: settings, the
-   memory manager, and the BLAS family. Each step checks its own result. */
+   memory manager, the BLAS family and vector math. Each step checks its own result. */
 #if !defined(_WIN32)
 #define _POSIX_C_SOURCE 199309L
 #endif
+#include <errno.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -158,6 +159,36 @@ static void tour_batch(void) {
   check(err < 1e-12, "zgemm3m agrees with zgemm at 40x40");
 }
 
+/* The exports carry no status query, so the tour reads the default error
+   mode's errno: EDOM for a domain error, ERANGE for a pole or overflow. */
+static const char* errno_name(void) {
+  return errno == EDOM ? "EDOM" : errno == ERANGE ? "ERANGE" : "0";
+}
+
+static void tour_vml(void) {
+  double a[4] = {1.0, 4.0, -9.0, 0.5}, b[4] = {2.0, 0.0, 3.0, 0.25}, y[4];
+  printf("Vector math\n");
+  vdAdd(4, a, b, y);
+  check(y[0] == 3.0 && y[1] == 4.0 && y[2] == -6.0 && y[3] == 0.75, "vdAdd");
+  errno = 0;
+  vdSqrt(2, a, y);
+  check(y[0] == 1.0 && y[1] == 2.0, "vdSqrt of 1 and 4");
+  printf("  vdSqrt of 1 and 4: errno %s\n", errno_name());
+  vdSqrt(4, a, y);
+  check(isnan(y[2]) && errno == EDOM, "vdSqrt of -9 is NaN with a domain error");
+  printf("  vdSqrt of -9: %g, errno %s\n", y[2], errno_name());
+  errno = 0;
+  vdDiv(2, a, b, y);
+  check(y[0] == 0.5 && isinf(y[1]) && errno == ERANGE, "vdDiv 4/0 is Inf with a pole error");
+  printf("  vdDiv 4/0: %g, errno %s\n", y[1], errno_name());
+  a[0] = 710.0;
+  errno = 0;
+  vdExp(4, a, y);
+  check(isinf(y[0]) && fabs(y[1] / exp(4.0) - 1) < 1e-15 && errno == ERANGE,
+        "vdExp(710) overflows, exp(4) within 1e-15");
+  printf("  vdExp(710): %g, errno %s\n", y[0], errno_name());
+}
+
 int main(void) {
   printf("custom_zml tour\n");
   tour_settings();
@@ -165,6 +196,7 @@ int main(void) {
   tour_blas();
   tour_gemm();
   tour_batch();
+  tour_vml();
   printf("%s\n", failures ? "tour FAILED" : "tour done");
   return failures ? 1 : 0;
 }

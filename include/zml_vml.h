@@ -16,6 +16,12 @@ ZML_EXTERN_C_BEGIN
 /* Error mode (bits 8..15); a thread whose mode was never set uses VML_HA
    with the default error mode. */
 #define VML_ERRMODE_MASK 0x0000FF00
+#define VML_ERRMODE_IGNORE 0x00000100   /* no reaction beyond the status word */
+#define VML_ERRMODE_ERRNO 0x00000200    /* errno = EDOM or ERANGE */
+#define VML_ERRMODE_STDERR 0x00000400   /* the status text on standard error */
+#define VML_ERRMODE_EXCEPT 0x00000800   /* raise the floating-point exceptions */
+#define VML_ERRMODE_CALLBACK 0x00001000 /* no callback can be installed: nothing */
+#define VML_ERRMODE_NOERR 0x00002000    /* no reaction at all */
 #define VML_ERRMODE_DEFAULT 0x00001A00
 
 /* Status of the last call in this thread. The computational statuses are

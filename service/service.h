@@ -40,6 +40,13 @@ double seconds();
 // dynamic, memory manager, code path).
 void verbose_print(const char* call_text, double elapsed_seconds, Domain domain);
 
+// The configured initial mode of the vector-math functions (ZML_VML_MODE, read
+// at each call, so each thread's first call sees the current value): true with
+// the mode when one is configured and readable, false when none is set.
+bool configured_vml_mode(uint32_t* mode);
+// Its text rules, for the tests: a number in any base, or names joined by '|'.
+bool parse_vml_mode(const char* text, uint32_t* mode);
+
 }  // namespace zml::serv
 
 // ---- Messages and parameter errors (service/error/) -------------------------

@@ -30,6 +30,18 @@ struct Ops {
   static V zero() { return _mm256_setzero_pd(); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V mul(V a, V b) { return _mm256_mul_pd(a, b); }
+  static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
+  static V div(V a, V b) { return _mm256_div_pd(a, b); }
+  static V sqrt(V a) { return _mm256_sqrt_pd(a); }
+  static V abs(V a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
+  // Bit k set where lane k of a < b (ordered: a NaN lane is clear).
+  static int lt_bits(V a, V b) { return _mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_LT_OQ)); }
+  static int eq_bits(V a, V b) { return _mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)); }
+  // As load_partial, with `fill` in the lanes from count on.
+  static V load_partial_or(const double* p, int count, double fill) {
+    const __m256i m = mask(count);
+    return _mm256_blendv_pd(_mm256_set1_pd(fill), _mm256_maskload_pd(p, m), _mm256_castsi256_pd(m));
+  }
   static V madd(V a, V b, V c) { return _mm256_add_pd(_mm256_mul_pd(a, b), c); }
   static V addsub(V a, V b) { return _mm256_addsub_pd(a, b); }
   static V swap(V v) { return _mm256_permute_pd(v, 5); }

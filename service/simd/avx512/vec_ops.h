@@ -29,6 +29,18 @@ struct Ops {
   static V zero() { return _mm512_setzero_pd(); }
   static V add(V a, V b) { return _mm512_add_pd(a, b); }
   static V mul(V a, V b) { return _mm512_mul_pd(a, b); }
+  static V sub(V a, V b) { return _mm512_sub_pd(a, b); }
+  static V div(V a, V b) { return _mm512_div_pd(a, b); }
+  // Masked forms with a named pass-through, as in fold() below.
+  static V sqrt(V a) { return _mm512_mask_sqrt_pd(a, 0xFF, a); }
+  static V abs(V a) { return _mm512_mask_abs_pd(a, 0xFF, a); }
+  // Bit k set where lane k of a < b (ordered: a NaN lane is clear).
+  static int lt_bits(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_LT_OQ); }
+  static int eq_bits(V a, V b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+  // As load_partial, with `fill` in the lanes from count on.
+  static V load_partial_or(const double* p, int count, double fill) {
+    return _mm512_mask_loadu_pd(_mm512_set1_pd(fill), mask(count), p);
+  }
   static V madd(V a, V b, V c) { return _mm512_fmadd_pd(a, b, c); }
   // There is no addsub at this width; a*1 is exact, so fmaddsub rounds as one.
   static V addsub(V a, V b) { return _mm512_fmaddsub_pd(a, _mm512_set1_pd(1.0), b); }

@@ -38,6 +38,17 @@ struct Ops {
   static V zero() { return {0.0, 0.0}; }
   static V add(V a, V b) { return {a.e + b.e, a.o + b.o}; }
   static V mul(V a, V b) { return {a.e * b.e, a.o * b.o}; }
+  static V sub(V a, V b) { return {a.e - b.e, a.o - b.o}; }
+  static V div(V a, V b) { return {a.e / b.e, a.o / b.o}; }
+  static V sqrt(V a) { return {__builtin_sqrt(a.e), __builtin_sqrt(a.o)}; }
+  static V abs(V a) { return {__builtin_fabs(a.e), __builtin_fabs(a.o)}; }
+  // Bit k set where lane k of a < b (ordered: a NaN lane is clear).
+  static int lt_bits(V a, V b) { return (a.e < b.e ? 1 : 0) | (a.o < b.o ? 2 : 0); }
+  static int eq_bits(V a, V b) { return (a.e == b.e ? 1 : 0) | (a.o == b.o ? 2 : 0); }
+  // As load_partial, with `fill` in the lanes from count on.
+  static V load_partial_or(const double* p, int count, double fill) {
+    return {count > 0 ? p[0] : fill, count > 1 ? p[1] : fill};
+  }
   static V madd(V a, V b, V c) { return {a.e * b.e + c.e, a.o * b.o + c.o}; }
   static V addsub(V a, V b) { return {a.e - b.e, a.o + b.o}; }
   static V swap(V v) { return {v.o, v.e}; }

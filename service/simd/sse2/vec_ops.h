@@ -31,6 +31,18 @@ struct Ops {
   static V zero() { return _mm_setzero_pd(); }
   static V add(V a, V b) { return _mm_add_pd(a, b); }
   static V mul(V a, V b) { return _mm_mul_pd(a, b); }
+  static V sub(V a, V b) { return _mm_sub_pd(a, b); }
+  static V div(V a, V b) { return _mm_div_pd(a, b); }
+  static V sqrt(V a) { return _mm_sqrt_pd(a); }
+  static V abs(V a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
+  // Bit k set where lane k of a < b (ordered: a NaN lane is clear).
+  static int lt_bits(V a, V b) { return _mm_movemask_pd(_mm_cmplt_pd(a, b)); }
+  static int eq_bits(V a, V b) { return _mm_movemask_pd(_mm_cmpeq_pd(a, b)); }
+  // As load_partial, with `fill` in the lanes from count on.
+  static V load_partial_or(const double* p, int count, double fill) {
+    if (count >= 2) return _mm_loadu_pd(p);
+    return count == 1 ? _mm_setr_pd(p[0], fill) : _mm_set1_pd(fill);
+  }
   static V madd(V a, V b, V c) { return _mm_add_pd(_mm_mul_pd(a, b), c); }
   // addsub arrived after SSE2: flip the sign of the low lane of b and add,
   // which rounds exactly as a subtraction.
