@@ -73,13 +73,18 @@ struct Complex {
   static bool is_one(const double* alpha) { return alpha[0] == 1.0 && alpha[1] == 0.0; }
 };
 
-// Right-hand sides per chunk: the chunk of B (triangle x chunk) is kept near
-// a quarter of the last-level cache, so the updates of the deeper halves,
-// which sweep it once per level, find it there.
+// Triangles of at most this many bytes per right-hand side (256 real, 128
+// complex unknowns) are solved a chunk of right-hand sides at a time, the
+// chunk taking half of L2, so the deeper halves' updates, which sweep it once
+// per level, find it there. Larger halves update every right-hand side at
+// once: their products are large enough for the gemm's own blocking, and
+// each repacks its part of A once per panel of B rather than once per chunk.
+constexpr int64_t kChunkedBytes = 2048;
+
 int64_t chunk_width(int64_t tri, int64_t elem_bytes, int64_t lanes) {
   const serv::CacheSizes& cs = serv::cache_sizes();
-  const int64_t l3 = cs.l3 > 0 ? cs.l3 : 4 * 1024 * 1024;
-  const int64_t w = l3 / 4 / (tri * elem_bytes) / lanes * lanes;
+  const int64_t l2 = cs.l2 > 0 ? cs.l2 : 256 * 1024;
+  const int64_t w = l2 / 2 / (tri * elem_bytes) / lanes * lanes;
   return w > lanes ? w : lanes;
 }
 
@@ -100,13 +105,9 @@ class Solver {
 
   void run(const double* alpha, int64_t r0, int64_t r1) {
     const int64_t tri = p_.left ? p_.m : p_.n;
-    const int64_t cw = chunk_width(tri, 8 * w, row_.lanes);
-    for (int64_t c0 = r0; c0 < r1; c0 += cw) {
-      const int64_t cnt = r1 - c0 < cw ? r1 - c0 : cw;
-      double* bc = p_.b + w * c0 * rs_;
-      if (!E::is_one(alpha)) scale(bc, tri, cnt, alpha);
-      solve(0, tri, bc, cnt);
-    }
+    double* bc = p_.b + w * r0 * rs_;
+    if (!E::is_one(alpha)) scale(bc, tri, r1 - r0, alpha);
+    solve(0, tri, bc, r1 - r0);
   }
 
  private:
@@ -117,13 +118,20 @@ class Solver {
   const double* op_at(int64_t i, int64_t j) const { return p_.ta == 0 ? a_at(i, j) : a_at(j, i); }
 
   void scale(double* bc, int64_t tri, int64_t cnt, const double* alpha) const {
-    for (int64_t j = 0; j < cnt; ++j) {
-      for (int64_t i = 0; i < tri; ++i) E::scale(at(bc, i, j), alpha);
-    }
+    move(tri, cnt, [&](int64_t i, int64_t j) { E::scale(at(bc, i, j), alpha); });
   }
 
   void solve(int64_t lo, int64_t hi, double* bc, int64_t cnt) {
     const int64_t len = hi - lo;
+    if (len * 8 * w <= kChunkedBytes) {
+      const int64_t cw = chunk_width(len, 8 * w, row_.lanes);
+      if (cw < cnt) {
+        for (int64_t c0 = 0; c0 < cnt; c0 += cw) {
+          solve(lo, hi, at(bc, 0, c0), cnt - c0 < cw ? cnt - c0 : cw);
+        }
+        return;
+      }
+    }
     if (len <= row_.leaf_max) {
       leaf(lo, hi, bc, cnt);
       return;

@@ -123,6 +123,15 @@ void all_combinations() {
 TEST(Trsm, EveryCombinationAgainstSubstitution) {
   all_combinations<double>();
   all_combinations<zcomplex>();
+  // Halves of 256 real or 128 complex unknowns are solved in chunks of
+  // right-hand sides sized to L2: wide enough B to need several.
+  for (int side : {CblasLeft, CblasRight}) {
+    const bool left = side == CblasLeft;
+    check_solve<double>(CblasColMajor, side, CblasUpper, CblasTrans, CblasNonUnit,
+                        left ? 256 : 1100, left ? 1100 : 256, 0.5);
+    check_solve<zcomplex>(CblasRowMajor, side, CblasLower, CblasConjTrans, CblasUnit,
+                          left ? 128 : 600, left ? 600 : 128, zcomplex(0.5, 1));
+  }
 }
 
 template <class T>
