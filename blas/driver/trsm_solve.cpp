@@ -181,11 +181,33 @@ class Solver {
     for (int64_t g = 0; g < cnt; g += lanes) {
       const int64_t k = cnt - g < lanes ? cnt - g : lanes;
       if (k < lanes) std::memset(x_, 0, sizeof(double) * w * lanes * len);
-      move(len, k,
-           [&](int64_t q, int64_t s) { copy(x_ + w * (q * lanes + s), at(bc, idx(q), g + s)); });
-      row_.leaf(len, t_, x_);
-      move(len, k,
-           [&](int64_t q, int64_t s) { copy(at(bc, idx(q), g + s), x_ + w * (q * lanes + s)); });
+      transfer<true>(len, k, lanes, idx, at(bc, 0, g));
+      row_.leaf(len, t_, x_, w * lanes);
+      transfer<false>(len, k, lanes, idx, at(bc, 0, g));
+    }
+  }
+
+  // Copies the group's k right-hand sides at bg into the slices of x_ (kIn)
+  // or back. Side L reads four columns of B side by side, so each slice
+  // gets four consecutive elements per pass and every column is walked
+  // along its unit stride.
+  template <bool kIn, class Idx>
+  void transfer(int64_t len, int64_t k, int64_t lanes, const Idx& idx, double* bg) {
+    auto one = [&](int64_t q, int64_t s) {
+      double* x = x_ + w * (q * lanes + s);
+      double* b = at(bg, idx(q), s);
+      kIn ? copy(x, b) : copy(b, x);
+    };
+    int64_t s0 = 0;
+    if (p_.left) {
+      for (; s0 + 4 <= k; s0 += 4) {
+        for (int64_t q = 0; q < len; ++q) {
+          for (int64_t s = s0; s < s0 + 4; ++s) one(q, s);
+        }
+      }
+    }
+    for (int64_t q = 0; q < len; ++q) {
+      for (int64_t s = s0; s < k; ++s) one(q, s);
     }
   }
 

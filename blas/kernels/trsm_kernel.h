@@ -11,7 +11,7 @@
 
 namespace zml::blas {
 
-// Contract of a leaf solve, leaf(l, t, x):
+// Contract of a leaf solve, leaf(l, t, x, ldx):
 //
 // Solves L y = x in place for a unit-lower-or-not l x l triangle L and a group
 // of `lanes` right-hand sides (the row's lanes; the driver pads a short group
@@ -21,13 +21,15 @@ namespace zml::blas {
 //      is never read from A). The negation lets every update be one
 //      multiply-add; the reciprocal trades one rounding for a division per
 //      row, which would cost as much as the whole row's updates.
-//   x: slice r (the r-th unknown of every right-hand side) at x + r*lanes
-//      elements, lanes consecutive elements.
+//   x: slice r (the r-th unknown of every right-hand side) at x + r*ldx
+//      doubles, lanes consecutive elements. The driver packs the slices
+//      (even where B holds them side by side, a power-of-two ldb would put
+//      them all in a few sets of L1).
 // Complex elements are (re, im) pairs of doubles and offsets above count
 // elements. y_r = (x_r + sum_c -L(r, c) y_c) * (1/L(r, r)), the sum in
 // increasing c, so every right-hand side gets the same arithmetic whatever
 // group it is solved in. No alignment is assumed.
-using trsm_leaf_fn = void (*)(int64_t l, const double* t, double* x);
+using trsm_leaf_fn = void (*)(int64_t l, const double* t, double* x, int64_t ldx);
 
 // lanes: right-hand sides per group (elements); leaf_max: the largest
 // triangle the driver hands a leaf, so that t and x stay in L1.
@@ -48,10 +50,10 @@ extern const dispatch::Table<trsm_variant> kZtrsmTable;
 
 // The leaf solves of each folder. Declared for every level so a new folder
 // needs no edit here; a level without a folder declares what nothing defines.
-#define ZML_TRSM_DECLARE(folder, ...)                       \
-  namespace folder {                                        \
-  void dtrsm_kernel(int64_t l, const double* t, double* x); \
-  void ztrsm_kernel(int64_t l, const double* t, double* x); \
+#define ZML_TRSM_DECLARE(folder, ...)                                    \
+  namespace folder {                                                     \
+  void dtrsm_kernel(int64_t l, const double* t, double* x, int64_t ldx); \
+  void ztrsm_kernel(int64_t l, const double* t, double* x, int64_t ldx); \
   }
 ZML_ISA_LEVELS(ZML_TRSM_DECLARE)
 #undef ZML_TRSM_DECLARE

@@ -6,8 +6,8 @@
 
 namespace zml::blas::avx {
 
-void ztrsm_kernel(int64_t l, const double* t, double* x) {
-  ztrsm_leaf_ops<simd::avx::Ops, 2>(l, t, x);
+void ztrsm_kernel(int64_t l, const double* t, double* x, int64_t ldx) {
+  ztrsm_leaf_ops<simd::avx::Ops, 2>(l, t, x, ldx);
 }
 
 }  // namespace zml::blas::avx

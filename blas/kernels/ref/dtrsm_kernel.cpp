@@ -6,8 +6,8 @@
 
 namespace zml::blas::ref {
 
-void dtrsm_kernel(int64_t l, const double* t, double* x) {
-  dtrsm_leaf_ops<simd::ref::Ops, 2>(l, t, x);
+void dtrsm_kernel(int64_t l, const double* t, double* x, int64_t ldx) {
+  dtrsm_leaf_ops<simd::ref::Ops, 2>(l, t, x, ldx);
 }
 
 }  // namespace zml::blas::ref
