@@ -14,6 +14,7 @@
 
 #include "blas/blas.h"
 #include "blas/driver/trsm_driver.h"
+#include "blas/kernels/trsm_kernel.h"
 #include "tests/support/blas_ref.h"
 #include "tests/support/child.h"
 #include "zml_cblas.h"
@@ -231,6 +232,48 @@ TEST(Trsm, ResultsDoNotDependOnTheThreadCount) {
   thread_counts<zcomplex>();
   EXPECT_EQ(zml::blas::trsm_v1_thread_choice(false, 2, 256, 256, true), 2);
   EXPECT_EQ(zml::blas::trsm_v1_thread_choice(false, 2, 256, 8, true), 1);
+}
+
+// Every leaf row the processor can run, on a packed triangle of odd and full
+// size, against the same recurrence in long double.
+template <class T>
+void leaf_rows(const zml::dispatch::Table<zml::blas::trsm_variant>& table) {
+  for (const zml::blas::trsm_variant* row : table.rows()) {
+    if (!zml::dispatch::isa_usable(row->isa)) continue;
+    for (int l : {7, row->leaf_max}) {
+      // Coefficients below 1/l and reciprocals near 1 keep the unknowns of order 1.
+      std::vector<T> t = random_vector<T>(static_cast<size_t>(l) * (l + 1) / 2, 21);
+      for (int r = 0; r < l; ++r) {
+        for (int c = 0; c <= r; ++c) {
+          T& e = t[static_cast<size_t>(r * (r + 1) / 2 + c)];
+          e = c < r ? e * T(1.0 / l) : T(1.0) + e * T(0.5);
+        }
+      }
+      std::vector<T> x = random_vector<T>(static_cast<size_t>(l) * row->lanes, 22), want = x;
+      for (int r = 0; r < l; ++r) {
+        for (int s = 0; s < row->lanes; ++s) {
+          wide_t<T> v = widen(want[static_cast<size_t>(r * row->lanes + s)]);
+          for (int c = 0; c < r; ++c) {
+            v += widen(t[static_cast<size_t>(r * (r + 1) / 2 + c)]) *
+                 widen(want[static_cast<size_t>(c * row->lanes + s)]);
+          }
+          want[static_cast<size_t>(r * row->lanes + s)] =
+              narrow<T>(v * widen(t[static_cast<size_t>(r * (r + 1) / 2 + r)]));
+        }
+      }
+      constexpr int w = is_complex<T>::value ? 2 : 1;
+      row->leaf(l, reinterpret_cast<const double*>(t.data()), reinterpret_cast<double*>(x.data()),
+                w * row->lanes);
+      for (size_t i = 0; i < x.size(); ++i) {
+        EXPECT_LE(std::abs(x[i] - want[i]), 1e-12 * (1 + std::abs(want[i]))) << row->name << i;
+      }
+    }
+  }
+}
+
+TEST(Trsm, LeafRowsOfEveryInstructionSet) {
+  leaf_rows<double>(zml::blas::kDtrsmTable);
+  leaf_rows<zcomplex>(zml::blas::kZtrsmTable);
 }
 
 std::string report(int p, const char* name) {
