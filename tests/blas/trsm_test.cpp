@@ -25,17 +25,14 @@ using zml::blas::zcomplex;
 using namespace zml::test;
 
 template <class T>
-void cblas_trsm(int layout, int side, int uplo, int trans, int diag, int m, int n, T alpha,
-                const T* a, int lda, T* b, int ldb) {
-  const auto L = static_cast<CBLAS_LAYOUT>(layout);
-  const auto S = static_cast<CBLAS_SIDE>(side);
-  const auto U = static_cast<CBLAS_UPLO>(uplo);
-  const auto X = static_cast<CBLAS_TRANSPOSE>(trans);
-  const auto D = static_cast<CBLAS_DIAG>(diag);
+void cblas_trsm(int layout, int side, int uplo, int tr, int diag, int m, int n, T alpha, const T* a,
+                int lda, T* b, int ldb) {
   if constexpr (is_complex<T>::value) {
-    cblas_ztrsm(L, S, U, X, D, m, n, &alpha, a, lda, b, ldb);
+    cblas_ztrsm(CBLAS_LAYOUT(layout), CBLAS_SIDE(side), CBLAS_UPLO(uplo), CBLAS_TRANSPOSE(tr),
+                CBLAS_DIAG(diag), m, n, &alpha, a, lda, b, ldb);
   } else {
-    cblas_dtrsm(L, S, U, X, D, m, n, alpha, a, lda, b, ldb);
+    cblas_dtrsm(CBLAS_LAYOUT(layout), CBLAS_SIDE(side), CBLAS_UPLO(uplo), CBLAS_TRANSPOSE(tr),
+                CBLAS_DIAG(diag), m, n, alpha, a, lda, b, ldb);
   }
 }
 
@@ -74,23 +71,14 @@ void check_solve(int layout, int side, int uplo, int trans, int diag, int m, int
   const std::vector<T> a = triangle<T>(k, lda, upper != row, unit, 7 + k);
   std::vector<T> b = random_vector<T>(static_cast<size_t>(ldb) * (row ? m : n), 11 + m);
   std::vector<T> want = b;
-  auto A = [&](int i, int j) { return a[at(row, lda, i, j)]; };
-  auto conjA = [&](int i, int j) { return conj_if(A(i, j), true); };
-  const char t = "NTC"[trans - CblasNoTrans];
-  const int rhs = left ? n : m;
-  for (int r = 0; r < rhs; ++r) {
+  // Side R with "C": op(A)^T is conj(A), untransposed.
+  const char t = "NTC"[trans - CblasNoTrans], t_r = t == 'N' ? 'T' : 'N';
+  auto A = [&](int i, int j) { return conj_if(a[at(row, lda, i, j)], !left && t == 'C'); };
+  for (int r = 0; r < (left ? n : m); ++r) {
     T* x = &want[left ? at(row, ldb, 0, r) : at(row, ldb, r, 0)];
     const int inc = static_cast<int>(left ? at(row, ldb, 1, 0) : at(row, ldb, 0, 1));
     for (int i = 0; i < k; ++i) x[i * inc] *= alpha;
-    if (left) {
-      ref_trsv(upper, t, unit, k, A, x, inc);
-    } else if (t == 'N') {
-      ref_trsv(upper, 'T', unit, k, A, x, inc);
-    } else if (t == 'T') {
-      ref_trsv(upper, 'N', unit, k, A, x, inc);
-    } else {
-      ref_trsv(upper, 'N', unit, k, conjA, x, inc);
-    }
+    ref_trsv(upper, left ? t : t_r, unit, k, A, x, inc);
   }
   cblas_trsm(layout, side, uplo, trans, diag, m, n, alpha, a.data(), lda, b.data(), ldb);
   int bad = 0;
@@ -173,7 +161,7 @@ void shortcuts() {
   trsm("R", "T", 1, m, &one, x.data());
   trsv("N", m, y.data(), ld);
   EXPECT_EQ(0, std::memcmp(x.data(), y.data(), sizeof(T) * x.size()));
-  // alpha 0: zeros, A (all NaN, then null) never read; m or n of 0: B untouched.
+  // alpha 0: zeros, A (all NaN) never read; m or n of 0: B untouched.
   const std::vector<T> nan_a(a.size(), nan_value<T>());
   const T zero(0.0);
   for (int rows : {5, 13}) {
@@ -202,20 +190,14 @@ void thread_counts() {
   const std::vector<T> a = triangle<T>(k, ld, true, false, 9);
   const std::vector<T> b0 = random_vector<T>(static_cast<size_t>(ld) * rhs, 10);
   const T alpha = scalar<T>(0.75, 0.25);
+  const auto* pa = reinterpret_cast<const double*>(a.data());
+  auto pb = [](std::vector<T>& v) { return reinterpret_cast<double*>(v.data()); };
   for (bool left : {true, false}) {
     std::vector<T> first;
     for (int32_t threads : {1, 2, 3}) {
       std::vector<T> b = b0;
-      const zml::blas::TrsmProblem p{left,
-                                     true,
-                                     2 - left,
-                                     false,
-                                     left ? k : rhs,
-                                     left ? rhs : k,
-                                     reinterpret_cast<const double*>(a.data()),
-                                     ld,
-                                     reinterpret_cast<double*>(b.data()),
-                                     ld};
+      const int m = left ? k : rhs, n = left ? rhs : k;
+      const zml::blas::TrsmProblem p{left, true, 2 - left, false, m, n, pa, ld, pb(b), ld};
       if constexpr (is_complex<T>::value) {
         zml::blas::ztrsm_team(threads, p, reinterpret_cast<const double*>(&alpha));
       } else {
@@ -241,24 +223,19 @@ void leaf_rows(const zml::dispatch::Table<zml::blas::trsm_variant>& table) {
   for (const zml::blas::trsm_variant* row : table.rows()) {
     if (!zml::dispatch::isa_usable(row->isa)) continue;
     for (int l : {7, row->leaf_max}) {
-      // Coefficients below 1/l and reciprocals near 1 keep the unknowns of order 1.
+      const int lanes = row->lanes;
       std::vector<T> t = random_vector<T>(static_cast<size_t>(l) * (l + 1) / 2, 21);
+      std::vector<T> x = random_vector<T>(static_cast<size_t>(l) * lanes, 22), want = x;
+      auto tr = [&](int r, int c) -> T& { return t[static_cast<size_t>(r * (r + 1) / 2 + c)]; };
+      auto w_at = [&](int r, int s) -> T& { return want[static_cast<size_t>(r * lanes + s)]; };
       for (int r = 0; r < l; ++r) {
-        for (int c = 0; c <= r; ++c) {
-          T& e = t[static_cast<size_t>(r * (r + 1) / 2 + c)];
-          e = c < r ? e * T(1.0 / l) : T(1.0) + e * T(0.5);
-        }
-      }
-      std::vector<T> x = random_vector<T>(static_cast<size_t>(l) * row->lanes, 22), want = x;
-      for (int r = 0; r < l; ++r) {
-        for (int s = 0; s < row->lanes; ++s) {
-          wide_t<T> v = widen(want[static_cast<size_t>(r * row->lanes + s)]);
-          for (int c = 0; c < r; ++c) {
-            v += widen(t[static_cast<size_t>(r * (r + 1) / 2 + c)]) *
-                 widen(want[static_cast<size_t>(c * row->lanes + s)]);
-          }
-          want[static_cast<size_t>(r * row->lanes + s)] =
-              narrow<T>(v * widen(t[static_cast<size_t>(r * (r + 1) / 2 + r)]));
+        // Coefficients below 1/l and reciprocals near 1 keep the unknowns of order 1.
+        for (int c = 0; c <= r; ++c)
+          tr(r, c) = c < r ? tr(r, c) * T(1.0 / l) : T(1) + tr(r, c) * T(0.5);
+        for (int s = 0; s < lanes; ++s) {
+          wide_t<T> v = widen(w_at(r, s));
+          for (int c = 0; c < r; ++c) v += widen(tr(r, c)) * widen(w_at(c, s));
+          w_at(r, s) = narrow<T>(v * widen(tr(r, r)));
         }
       }
       constexpr int w = is_complex<T>::value ? 2 : 1;
