@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "blas/driver/dgemm_serial.h"
+#include "blas/driver/gemm_blocked.h"
 #include "blas/driver/trsm_driver.h"
 #include "blas/driver/zgemm_serial.h"
 #include "blas/kernels/trsm_kernel.h"
@@ -18,16 +19,22 @@ namespace zml::blas {
 
 namespace {
 
+// The traits of gemm_blocked (the row, how alpha and beta travel, packing)
+// and what the solve adds for each element type.
 struct Real {
+  using Row = dgemm_variant;
+  using Scalar = double;
   static constexpr int64_t kWords = 1;
+  static constexpr double kOne = 1.0, kMinusOne = -1.0;
+  static void pack(dgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
+                   bool k_contiguous, bool /*conj*/, double* dst) {
+    fn(x, ld, rows, k, k_contiguous, dst);
+  }
+  static const Row& gemm_row() { return dgemm_active_variant(); }
   static const trsm_variant& leaf_row() { return kDtrsmTable.get(); }
-  // The updates take the blocked multiply even where it is small: the small
-  // kernels round differently, and which one a product takes would then
-  // depend on how many right-hand sides share it.
-  static void gemm(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a,
-                   int64_t lda, const double* b, int64_t ldb, double* c, int64_t ldc) {
-    dgemm_blocked(dgemm_active_variant(), ta != 0, tb != 0, m, n, k, -1.0, a, lda, b, ldb, 1.0, c,
-                  ldc);
+  static void gemm_alone(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a,
+                         int64_t lda, const double* b, int64_t ldb, double* c, int64_t ldc) {
+    dgemm_blocked(gemm_row(), ta != 0, tb != 0, m, n, k, -1.0, a, lda, b, ldb, 1.0, c, ldc);
   }
   static void set(double* d, const double* s, bool neg, bool /*conj*/) {
     d[0] = neg ? -s[0] : s[0];
@@ -39,12 +46,21 @@ struct Real {
 };
 
 struct Complex {
+  using Row = zgemm_variant;
+  using Scalar = const double*;
   static constexpr int64_t kWords = 2;
+  static constexpr double kOneValue[2] = {1.0, 0.0}, kMinusOneValue[2] = {-1.0, 0.0};
+  static constexpr const double* kOne = kOneValue;
+  static constexpr const double* kMinusOne = kMinusOneValue;
+  static void pack(zgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
+                   bool k_contiguous, bool conj, double* dst) {
+    fn(x, ld, rows, k, k_contiguous, conj, dst);
+  }
+  static const Row& gemm_row() { return zgemm_active_variant(); }
   static const trsm_variant& leaf_row() { return kZtrsmTable.get(); }
-  static void gemm(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a,
-                   int64_t lda, const double* b, int64_t ldb, double* c, int64_t ldc) {
-    static constexpr double kMinusOne[2] = {-1.0, 0.0}, kOne[2] = {1.0, 0.0};
-    zgemm_blocked(zgemm_active_variant(), ta, tb, m, n, k, kMinusOne, a, lda, b, ldb, kOne, c, ldc);
+  static void gemm_alone(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a,
+                         int64_t lda, const double* b, int64_t ldb, double* c, int64_t ldc) {
+    zgemm_blocked(gemm_row(), ta, tb, m, n, k, kMinusOne, a, lda, b, ldb, kOne, c, ldc);
   }
   static void set(double* d, const double* s, bool neg, bool conj) {
     d[0] = neg ? -s[0] : s[0];
@@ -103,6 +119,10 @@ class Solver {
         ts_(p.left ? 1 : p.ldb),
         rs_(p.left ? p.ldb : 1) {}
 
+  ~Solver() { serv::aligned_free(work_); }
+  Solver(const Solver&) = delete;
+  Solver& operator=(const Solver&) = delete;
+
   void run(const double* alpha, int64_t r0, int64_t r1) {
     const int64_t tri = p_.left ? p_.m : p_.n;
     double* bc = p_.b + w * r0 * rs_;
@@ -136,8 +156,11 @@ class Solver {
       leaf(lo, hi, bc, cnt);
       return;
     }
-    // The first half a multiple of half a leaf, so most leaves are whole.
-    const int64_t unit = row_.leaf_max > 1 ? row_.leaf_max / 2 : 1;
+    // The first half a multiple of the gemm tile's rows, so the updates'
+    // row blocks fill whole tiles, or of half a leaf where that is larger.
+    const int64_t half_leaf = row_.leaf_max > 1 ? row_.leaf_max / 2 : 1;
+    const int64_t mr = E::gemm_row().mr <= row_.leaf_max ? E::gemm_row().mr : 1;
+    const int64_t unit = mr > half_leaf ? mr : half_leaf;
     const int64_t h = ((len + 1) / 2 + unit - 1) / unit * unit;
     const int64_t f0 = forward_ ? lo : hi - h, f1 = f0 + h;
     const int64_t s0 = forward_ ? f1 : lo, s1 = forward_ ? hi : f0;
@@ -146,14 +169,42 @@ class Solver {
     solve(s0, s1, bc, cnt);
   }
 
+  // C -= op(A) op(B) through the blocked loops on this solve's packing
+  // buffers, grown as the products need and kept across them: every update
+  // has another shape, so buffers per product would miss the memory
+  // manager's cache and map fresh pages each time. The updates take the
+  // blocked loops even where they are small, since the small kernels round
+  // differently, and which one a product took would then depend on how many
+  // right-hand sides share it.
+  void gemm(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a, int64_t lda,
+            const double* b, int64_t ldb, double* c, int64_t ldc) {
+    const typename E::Row& row = E::gemm_row();
+    const gemm_blocked::Blocking bl = gemm_blocked::blocking_for(row, m, n, k, 8 * w);
+    const int64_t a_doubles = (bl.mc + row.mr - 1) / row.mr * row.mr * bl.kc * w;
+    const int64_t b_doubles = (bl.nc + row.nr - 1) / row.nr * row.nr * bl.kc * w;
+    if (a_doubles > a_cap_ || b_doubles > b_cap_) {
+      serv::aligned_free(work_);
+      a_cap_ = (a_doubles + 511) / 512 * 512;
+      b_cap_ = b_doubles;
+      work_ = static_cast<double*>(serv::aligned_alloc(sizeof(double) * (a_cap_ + b_cap_), 4096));
+      if (work_ == nullptr) a_cap_ = b_cap_ = 0;
+    }
+    if (work_ == nullptr) {
+      E::gemm_alone(ta, tb, m, n, k, a, lda, b, ldb, c, ldc);
+      return;
+    }
+    gemm_blocked::loops<E>(row, bl, ta, tb, m, n, k, E::kMinusOne, a, lda, b, ldb, E::kOne, c, ldc,
+                           work_, work_ + a_cap_);
+  }
+
   // B[t0, t1) -= op(A)(t, s) X[s0, s1) for side L; B[:, t] -= X[:, s] op(A)(s, t) for R.
-  void update(int64_t t0, int64_t t1, int64_t s0, int64_t s1, double* bc, int64_t cnt) const {
+  void update(int64_t t0, int64_t t1, int64_t s0, int64_t s1, double* bc, int64_t cnt) {
     if (p_.left) {
-      E::gemm(p_.ta, 0, t1 - t0, cnt, s1 - s0, op_at(t0, s0), p_.lda, at(bc, s0, 0), p_.ldb,
-              at(bc, t0, 0), p_.ldb);
+      gemm(p_.ta, 0, t1 - t0, cnt, s1 - s0, op_at(t0, s0), p_.lda, at(bc, s0, 0), p_.ldb,
+           at(bc, t0, 0), p_.ldb);
     } else {
-      E::gemm(0, p_.ta, cnt, t1 - t0, s1 - s0, at(bc, s0, 0), p_.ldb, op_at(s0, t0), p_.lda,
-              at(bc, t0, 0), p_.ldb);
+      gemm(0, p_.ta, cnt, t1 - t0, s1 - s0, at(bc, s0, 0), p_.ldb, op_at(s0, t0), p_.lda,
+           at(bc, t0, 0), p_.ldb);
     }
   }
 
@@ -231,6 +282,8 @@ class Solver {
   }
 
   const TrsmProblem& p_;
+  double* work_ = nullptr;
+  int64_t a_cap_ = 0, b_cap_ = 0;
   const trsm_variant& row_;
   const bool mt_, forward_;
   const int64_t ts_, rs_;

@@ -9,39 +9,57 @@
 
 namespace zml::blas {
 
-// Real elements. Two sets of accumulators (even and odd c) give 2*MV
-// independent multiply-add chains, enough to cover the latency with MV = 4.
+// Real elements. Rows go in pairs: both sums share the loads of every solved
+// slice, and their 2*MV multiply-add chains cover the latency with MV = 4.
+// The second row takes the first's solution as its last term.
 template <class Ops, int MV>
 inline void dtrsm_leaf_ops(int64_t l, const double* t, double* x, int64_t ldx) {
   using V = typename Ops::V;
   constexpr int W = Ops::W;
-  for (int64_t r = 0; r < l; ++r) {
-    const double* tr = t + r * (r + 1) / 2;
-    double* xr = x + r * ldx;
+  int64_t r = 0;
+  for (; r + 1 < l; r += 2) {
+    const double* t0 = t + r * (r + 1) / 2;
+    const double* t1 = t0 + r + 1;
+    double* x0 = x + r * ldx;
+    double* x1 = x0 + ldx;
     V s0[MV], s1[MV];
 #pragma GCC unroll 8
     for (int v = 0; v < MV; ++v) {
-      s0[v] = Ops::load(xr + v * W);
-      s1[v] = Ops::zero();
+      s0[v] = Ops::load(x0 + v * W);
+      s1[v] = Ops::load(x1 + v * W);
     }
-    int64_t c = 0;
-    for (; c + 1 < r; c += 2) {
-      const V t0 = Ops::bcast(tr[c]), t1 = Ops::bcast(tr[c + 1]);
-      const double* x0 = x + c * ldx;
+    for (int64_t c = 0; c < r; ++c) {
+      const V a0 = Ops::bcast(t0[c]), a1 = Ops::bcast(t1[c]);
+      const double* xc = x + c * ldx;
 #pragma GCC unroll 8
       for (int v = 0; v < MV; ++v) {
-        s0[v] = Ops::madd(t0, Ops::load(x0 + v * W), s0[v]);
-        s1[v] = Ops::madd(t1, Ops::load(x0 + ldx + v * W), s1[v]);
+        const V xv = Ops::load(xc + v * W);
+        s0[v] = Ops::madd(a0, xv, s0[v]);
+        s1[v] = Ops::madd(a1, xv, s1[v]);
       }
     }
-    if (c < r) {
-      const V t0 = Ops::bcast(tr[c]);
+    const V d0 = Ops::bcast(t0[r]), a1 = Ops::bcast(t1[r]), d1 = Ops::bcast(t1[r + 1]);
 #pragma GCC unroll 8
-      for (int v = 0; v < MV; ++v) s0[v] = Ops::madd(t0, Ops::load(x + c * ldx + v * W), s0[v]);
+    for (int v = 0; v < MV; ++v) {
+      const V y0 = Ops::mul(s0[v], d0);
+      Ops::store(x0 + v * W, y0);
+      Ops::store(x1 + v * W, Ops::mul(Ops::madd(a1, y0, s1[v]), d1));
     }
-    const V d = Ops::bcast(tr[r]);
+  }
+  if (r < l) {
+    const double* t0 = t + r * (r + 1) / 2;
+    double* x0 = x + r * ldx;
+    V s0[MV];
 #pragma GCC unroll 8
-    for (int v = 0; v < MV; ++v) Ops::store(xr + v * W, Ops::mul(Ops::add(s0[v], s1[v]), d));
+    for (int v = 0; v < MV; ++v) s0[v] = Ops::load(x0 + v * W);
+    for (int64_t c = 0; c < r; ++c) {
+      const V a0 = Ops::bcast(t0[c]);
+#pragma GCC unroll 8
+      for (int v = 0; v < MV; ++v) s0[v] = Ops::madd(a0, Ops::load(x + c * ldx + v * W), s0[v]);
+    }
+    const V d0 = Ops::bcast(t0[r]);
+#pragma GCC unroll 8
+    for (int v = 0; v < MV; ++v) Ops::store(x0 + v * W, Ops::mul(s0[v], d0));
   }
 }
 
