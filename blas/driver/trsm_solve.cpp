@@ -109,7 +109,7 @@ class Solver {
  public:
   static constexpr int64_t w = E::kWords;
 
-  Solver(const TrsmProblem& p)
+  explicit Solver(const TrsmProblem& p)
       : p_(p),
         row_(E::leaf_row()),
         // The solve runs on M = op(A) for side L and op(A)^T for side R (the
