@@ -253,18 +253,14 @@ TEST(Trsm, LeafRowsOfEveryInstructionSet) {
   leaf_rows<zcomplex>(zml::blas::kZtrsmTable);
 }
 
-std::string report(int p, const char* name) {
-  return "\nArvel ZML ERROR: Parameter " + std::to_string(p) + " was incorrect on entry to " +
-         name + ".\n";
-}
-
 // A rejected call prints its number and leaves B as it was.
 template <class Call>
 void expect_report(int p, const char* name, std::vector<double>& b, Call call) {
   b.assign(64, 7.0);
   const std::string printed = capture_stdout(std::move(call));
   if (p) {
-    EXPECT_EQ(printed, report(p, name));
+    EXPECT_EQ(printed, "\nArvel ZML ERROR: Parameter " + std::to_string(p) +
+                           " was incorrect on entry to " + name + ".\n");
     EXPECT_EQ(b, std::vector<double>(64, 7.0)) << name;
   } else {
     EXPECT_EQ(printed.find("incorrect on entry"), std::string::npos) << name << printed;
@@ -273,7 +269,8 @@ void expect_report(int p, const char* name, std::vector<double>& b, Call call) {
 
 TEST(Trsm, EveryCheckNumber) {
   std::vector<double> a(64, 1.0), b;
-  const double one[2] = {1, 0};
+  const zcomplex one(1.0), *za = reinterpret_cast<const zcomplex*>(a.data());
+  auto zb = [&] { return reinterpret_cast<zcomplex*>(b.data()); };
   const struct {
     int layout, side, uplo, trans, diag, m, n, lda, ldb, p;
   } cblas[] = {
@@ -290,9 +287,8 @@ TEST(Trsm, EveryCheckNumber) {
                          b.data(), c.ldb);
     });
     expect_report(c.p, "cblas_ztrsm", b, [&] {
-      cblas_trsm<zcomplex>(c.layout, c.side, c.uplo, c.trans, c.diag, c.m, c.n, zcomplex(1.0),
-                           reinterpret_cast<const zcomplex*>(a.data()), c.lda,
-                           reinterpret_cast<zcomplex*>(b.data()), c.ldb);
+      cblas_trsm<zcomplex>(c.layout, c.side, c.uplo, c.trans, c.diag, c.m, c.n, one, za, c.lda,
+                           zb(), c.ldb);
     });
   }
   const struct {
@@ -305,14 +301,12 @@ TEST(Trsm, EveryCheckNumber) {
                  {"R", "U", "N", "N", 3, 2, 2, 2, 11}, {"R", "L", "C", "U", 3, 2, 2, 3, 0}};
   for (const auto& c : letters) {
     expect_report(c.p, "DTRSM ", b, [&] {
-      zml::blas::dtrsm(c.side, c.uplo, c.trans, c.diag, &c.m, &c.n, one, a.data(), &c.lda, b.data(),
-                       &c.ldb);
+      const double alpha = 1.0;
+      zml::blas::dtrsm(c.side, c.uplo, c.trans, c.diag, &c.m, &c.n, &alpha, a.data(), &c.lda,
+                       b.data(), &c.ldb);
     });
     expect_report(c.p, "ZTRSM ", b, [&] {
-      zml::blas::ztrsm(c.side, c.uplo, c.trans, c.diag, &c.m, &c.n,
-                       reinterpret_cast<const zcomplex*>(one),
-                       reinterpret_cast<const zcomplex*>(a.data()), &c.lda,
-                       reinterpret_cast<zcomplex*>(b.data()), &c.ldb);
+      zml::blas::ztrsm(c.side, c.uplo, c.trans, c.diag, &c.m, &c.n, &one, za, &c.lda, zb(), &c.ldb);
     });
   }
 }
