@@ -48,6 +48,32 @@ void zml_blas_dtrsv(const char* uplo, const char* trans, const char* diag, const
 void zml_blas_ztrsv(const char* uplo, const char* trans, const char* diag, const int32_t* n,
                     const zcomplex* a, const int32_t* lda, zcomplex* x, const int32_t* incx);
 
+// ---- triangular solve with many right-hand sides ---------------------------
+// op(A) X = alpha B (side "L") or X op(A) = alpha B (side "R"), X over B.
+void dtrsm(const char* side, const char* uplo, const char* transa, const char* diag,
+           const int32_t* m, const int32_t* n, const double* alpha, const double* a,
+           const int32_t* lda, double* b, const int32_t* ldb, hidden_len ls = 1, hidden_len lu = 1,
+           hidden_len lt = 1, hidden_len ld = 1);
+void ztrsm(const char* side, const char* uplo, const char* transa, const char* diag,
+           const int32_t* m, const int32_t* n, const zcomplex* alpha, const zcomplex* a,
+           const int32_t* lda, zcomplex* b, const int32_t* ldb, hidden_len ls = 1,
+           hidden_len lu = 1, hidden_len lt = 1, hidden_len ld = 1);
+void zml_blas_dtrsm(const char* side, const char* uplo, const char* transa, const char* diag,
+                    const int32_t* m, const int32_t* n, const double* alpha, const double* a,
+                    const int32_t* lda, double* b, const int32_t* ldb);
+void zml_blas_ztrsm(const char* side, const char* uplo, const char* transa, const char* diag,
+                    const int32_t* m, const int32_t* n, const zcomplex* alpha, const zcomplex* a,
+                    const int32_t* lda, zcomplex* b, const int32_t* ldb);
+// First-generation threaded drivers, each with its own region.
+void zml_blas_dtrsm_omp_driver_v1(const char* side, const char* uplo, const char* transa,
+                                  const char* diag, const int32_t* m, const int32_t* n,
+                                  const double* alpha, const double* a, const int32_t* lda,
+                                  double* b, const int32_t* ldb);
+void zml_blas_ztrsm_omp_driver_v1(const char* side, const char* uplo, const char* transa,
+                                  const char* diag, const int32_t* m, const int32_t* n,
+                                  const zcomplex* alpha, const zcomplex* a, const int32_t* lda,
+                                  zcomplex* b, const int32_t* ldb);
+
 // ---- general matrix multiply: C := alpha*op(A)*op(B) + beta*C ----------------
 void dgemm(const char* transa, const char* transb, const int32_t* m, const int32_t* n,
            const int32_t* k, const double* alpha, const double* a, const int32_t* lda,

@@ -86,6 +86,15 @@ static void tour_blas(void) {
     ok = fabs(b[0] - r0) < 1e-14 && fabs(b[1] - r1) < 1e-14 && fabs(b[2] - r2) < 1e-14;
   }
   check(ok, "dtrsv solves with the upper triangle");
+  {
+    /* Two right-hand sides at once with the lower triangle of A and alpha 2:
+       L X = 2 B has the solution X = [1 2; 1 0; 2 1] (row-major, 3 x 2). */
+    double bb[6] = {2, 4, 2, 1, 2.5, 1}, want[6] = {1, 2, 1, 0, 2, 1};
+    cblas_dtrsm(CblasRowMajor, CblasLeft, CblasLower, CblasNoTrans, CblasNonUnit, N, 2, 2.0, a, N,
+                bb, 2);
+    for (i = 0, ok = 1; i < 6; ++i) ok = ok && fabs(bb[i] - want[i]) < 1e-14;
+    check(ok, "dtrsm solves for two right-hand sides");
+  }
 }
 
 static void tour_gemm(void) {
