@@ -2,7 +2,8 @@
 // The argument checks of the exported calls: every parameter number each
 // check can report is reached through the export (both element types), at the
 // bounds of the rules that pick it, and a rejected call writes nothing. The
-// batch and trsm checks are pure functions without an export yet. The checked
+// layer's batch and trsm checks are also run as the pure functions they are,
+// at the bounds their exports' tests do not reach. The checked
 // gemm entries: the checks in their order with the exact reports, rejected
 // calls leaving C alone, and the quick returns and zero-or-one scalars of the
 // driver.
@@ -202,7 +203,7 @@ TEST(CblasChecks, LetterEntries) {
   }
 }
 
-TEST(CblasChecks, BatchAndTrsmWithoutExport) {
+TEST(CblasChecks, BatchAndTrsmLayerBounds) {
   // Group by group with cblas_dgemm's numbers; group_count 15, a group size 16.
   const int32_t ta[2] = {111, 111}, tb[2] = {111, 111};
   const int32_t m[2] = {2, -1}, n[2] = {2, 2}, k[2] = {2, 2};
