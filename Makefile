@@ -12,7 +12,7 @@ CMAKE_FLAGS ?=
 BUILD_PKGS = cmake g++ ninja-build make googletest libgtest-dev
 TEST_PKGS = openmpi-bin libopenblas0-pthread
 
-.PHONY: all deps deps-build demo test build install clean asan tsan
+.PHONY: all deps deps-build demo test build install clean asan tsan test32
 
 all: build
 
@@ -73,6 +73,28 @@ tsan: deps
 	  OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so \
 	  TSAN_OPTIONS="ignore_noninstrumented_modules=1 second_deadlock_stack=1 suppressions=$(CURDIR)/tests/tsan.supp log_path=$$PWD/reports/tsan" \
 	  ctest --output-on-failure -j $(JOBS); $(SAN_CHECK)
+
+# The 32-bit x86 build, its tests run under the user-mode emulator, which offers
+# every code path up to AVX2 (0, 7, 8, 9) but not AVX-512. The tests run once at
+# the code path detected there; the driver tests, which reach the kernels through
+# the dispatch tables, run again with each code path forced. Left out: the large
+# sweeps (1 to 4 emulated minutes each), whose code the smaller tests reach too.
+I386_PKGS = g++-multilib lib32gomp1 qemu-user googletest
+I386_PATHS = 0 7 8 9
+I386_DRIVERS = ^(Cblas[A-Za-z]*|GemmRouting|GemmRank1Copy|GemmDriverQuick|GemvShapes|Trsv|GemmStriped|GemmRegions|Scal)\.
+I386_LEFT_OUT = BlockedLoopsAllTransposes|GemmShapes\.[DZ]gemm/|FirstGenerationRegionsEveryTeamSize
+I386_SKIPS = awk '/: Skipped$$/{getline; print} / not run: /' Testing/Temporary/LastTest.log | sort | uniq -c
+test32: deps
+	@sh .ci/install-packages.sh $(I386_PKGS)
+	cmake -S . -B build-i386 -G Ninja -DCMAKE_BUILD_TYPE=Release -DZML_BUILD_BENCH=OFF \
+	  -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-linux-i386.cmake $(CMAKE_FLAGS)
+	cmake --build build-i386 -j $(JOBS)
+	cd build-i386 && qemu-i386 -cpu max tools/zml-info | grep '^code_path' && \
+	  ctest --output-on-failure -j $(JOBS) -E '$(I386_DRIVERS)|$(I386_LEFT_OUT)' && $(I386_SKIPS)
+	cd build-i386 && for cp in $(I386_PATHS); do export ZML_CODE_PATH_OVERRIDE=$$cp; \
+	  qemu-i386 -cpu max tools/zml-info --tables | grep -v paths: | paste -sd' '; \
+	  ctest --output-on-failure -j $(JOBS) -R '$(I386_DRIVERS)' \
+	    -E '$(I386_LEFT_OUT)' || exit 1; $(I386_SKIPS); done
 
 clean:
 	rm -rf $(BUILD)

@@ -139,8 +139,14 @@ ChildResult run_child(const std::string& name, const std::map<std::string, std::
         setenv(k.c_str(), v.c_str(), 1);
       }
     }
-    execl(exe.c_str(), exe.c_str(), filter.c_str(), "--gtest_also_run_disabled_tests",
-          static_cast<char*>(nullptr));
+#ifdef ZML_TEST_EMULATOR
+    // A program of another architecture: the kernel cannot start it, its emulator can.
+    const char* argv[] = {ZML_TEST_EMULATOR, exe.c_str(), filter.c_str(),
+                          "--gtest_also_run_disabled_tests", nullptr};
+#else
+    const char* argv[] = {exe.c_str(), filter.c_str(), "--gtest_also_run_disabled_tests", nullptr};
+#endif
+    execvp(argv[0], const_cast<char* const*>(argv));
     _exit(127);
   }
   close(fds[1]);
