@@ -81,7 +81,7 @@ tsan: deps
 # sweeps (1 to 4 emulated minutes each), whose code the smaller tests reach too.
 I386_PKGS = g++-multilib lib32gomp1 qemu-user googletest
 I386_PATHS = 0 7 8 9
-I386_DRIVERS = ^(Cblas[A-Za-z]*|GemmRouting|GemmRank1Copy|GemmDriverQuick|GemvShapes|Trsv|GemmStriped|GemmRegions|Scal)\.
+I386_DRIVERS = ^(Cblas[A-Za-z]*|GemmRouting|GemmRank1Copy|GemmDriverQuick|GemvShapes|Trsv|Trsm|GemmStriped|GemmRegions|Scal)\.
 I386_LEFT_OUT = BlockedLoopsAllTransposes|GemmShapes\.[DZ]gemm/|FirstGenerationRegionsEveryTeamSize
 I386_SKIPS = awk '/: Skipped$$/{getline; print} / not run: /' Testing/Temporary/LastTest.log | sort | uniq -c
 test32: deps

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The exponential with 256-bit vectors and fused multiply-add, four elements
 // per step and a masked last step: k = 16 x / ln 2 rounded to nearest, a
-// remainder of at most ln 2 / 32 in two steps, 2^(j/16) gathered from the
+// remainder of at most ln 2 / 32 in two steps, 2^(j/16) looked up in the
 // table (leading double and remainder), and 2^m built in the exponent bits.
 // High accuracy adds the table's remainder to a degree-7 polynomial; low
 // accuracy drops the remainder; enhanced performance also cuts the degree to 4.
@@ -36,10 +36,10 @@ __m256d step(__m256d x) {
   const __m256d p = _mm256_fmadd_pd(_mm256_mul_pd(r, r), q, r);
   const __m256i j2 = _mm256_slli_epi64(j, 1);
   const double* table = &algo::kExpTable[0][0];
-  const __m256d hi = _mm256_i64gather_pd(table, j2, 8);
+  const __m256d hi = Ops::lookup(table, j2);
   __m256d y;
   if constexpr (kRemainder) {
-    y = _mm256_add_pd(hi, _mm256_fmadd_pd(hi, p, _mm256_i64gather_pd(table + 1, j2, 8)));
+    y = _mm256_add_pd(hi, _mm256_fmadd_pd(hi, p, Ops::lookup(table + 1, j2)));
   } else {
     y = _mm256_fmadd_pd(hi, p, hi);
   }
