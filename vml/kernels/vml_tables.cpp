@@ -38,6 +38,12 @@ ZML_VML_ROWS(Abs, unary_fn, abs)
 ZML_VML_EXP_ROWS(ExpLa, exp_la)
 ZML_VML_EXP_ROWS(ExpHa, exp_ha)
 ZML_VML_EXP_ROWS(ExpEp, exp_ep)
+ZML_VML_EXP_ROWS(LnLa, ln_la)
+ZML_VML_EXP_ROWS(LnHa, ln_ha)
+ZML_VML_EXP_ROWS(LnEp, ln_ep)
+ZML_VML_EXP_ROWS(Log10La, log10_la)
+ZML_VML_EXP_ROWS(Log10Ha, log10_ha)
+ZML_VML_EXP_ROWS(Log10Ep, log10_ep)
 #undef ZML_VML_EXP_ROWS
 
 // Types 1 and 2 run one kernel in every class (the high-accuracy one, which
@@ -51,6 +57,18 @@ constexpr std::array<const Variant<unary_fn>*, kTableSize> exp_kernels() {
       const Rows<unary_fn>& rows = t == 1 || t == 2 ? kExpHaRows : *by_class[a];
       k[t + kTypes * a] = t == 10 ? nullptr : row_of_type(rows, t);
     }
+  }
+  return k;
+}
+
+// Every type runs its level's kernel of the class.
+constexpr std::array<const Variant<unary_fn>*, kTableSize> class_kernels(const Rows<unary_fn>& la,
+                                                                         const Rows<unary_fn>& ha,
+                                                                         const Rows<unary_fn>& ep) {
+  std::array<const Variant<unary_fn>*, kTableSize> k{};
+  const Rows<unary_fn>* by_class[3] = {&la, &ha, &ep};
+  for (int32_t a = 0; a < 3; ++a) {
+    for (int32_t t = 0; t < kTypes; ++t) k[t + kTypes * a] = row_of_type(*by_class[a], t);
   }
   return k;
 }
@@ -92,8 +110,18 @@ const Function<unary_fn> kExp{"vdExp", &kExpHaRows, exp_kernels(),
                                         {59.84f, 3.0f, 37.08f, 13.02f, 17.11f, 8.81f, 8.56f, 7.82f,
                                          6.548f, 3.771f, kNoKernelCost, 1.08f})};
 
-const dispatch::Registration kRegistered{&kAddRows,   &kSubRows,   &kMulRows,
-                                         &kDivRows,   &kSqrtRows,  &kAbsRows,
-                                         &kExpLaRows, &kExpHaRows, &kExpEpRows};
+const Function<unary_fn> kLn{
+    "vdLn", &kLnHaRows, class_kernels(kLnLaRows, kLnHaRows, kLnEpRows),
+    cost_rows({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+              {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1})};
+const Function<unary_fn> kLog10{
+    "vdLog10", &kLog10HaRows, class_kernels(kLog10LaRows, kLog10HaRows, kLog10EpRows),
+    cost_rows({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+              {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1})};
+
+const dispatch::Registration kRegistered{&kAddRows,     &kSubRows,     &kMulRows,    &kDivRows,
+                                         &kSqrtRows,    &kAbsRows,     &kExpLaRows,  &kExpHaRows,
+                                         &kExpEpRows,   &kLnLaRows,    &kLnHaRows,   &kLnEpRows,
+                                         &kLog10LaRows, &kLog10HaRows, &kLog10EpRows};
 
 }  // namespace zml::vml

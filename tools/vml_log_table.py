@@ -1,0 +1,36 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
+# Prints the logarithm's table for vml/kernels/log_algo.h and its constants.
+# The reduced argument z lies around 128 grid points g_i, whose bit patterns
+# are 0x3FE6A00000000000 + i * 2^45 (0.70703125 up to 1.40625; entry 75 is 1).
+# Entry i holds c_i, the double nearest 1/g_i, and -ln c_i as a leading
+# double and a remainder, so ln x = k ln 2 - ln c_i + log1p(z c_i - 1) with
+# |z c_i - 1| below 2^-8. Uses 80-digit arithmetic.
+import struct
+
+from mpmath import mp, mpf, log
+
+mp.dps = 80
+
+
+def from_bits(b):
+    return struct.unpack("<d", struct.pack("<Q", b))[0]
+
+
+def split(v, bits=53):
+    """The double nearest v (or v cut to `bits` significant bits) and the rest."""
+    hi = float(v)
+    if bits < 53:
+        m, e = mp.frexp(v)
+        hi = float(mp.nint(m * 2**bits) / 2**bits * mpf(2) ** e)
+    return hi, float(v - hi)
+
+
+for i in range(128):
+    g = from_bits(0x3FE6A00000000000 + (i << 45))
+    c = float(1 / mpf(g))
+    th, tl = split(-log(mpf(c)))
+    print(f"    {{{c.hex()}, {th.hex()}, {tl.hex()}, 0.0}},")
+# ln 2 with 40 significant bits, so k ln 2 is exact for any exponent k.
+print("ln2", *(x.hex() for x in split(log(2), 40)))
+print("log10(e)", *(x.hex() for x in split(1 / log(10))))
