@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: BSD-3-Clause
-# Prints the logarithm's table for vml/kernels/log_algo.h and its constants.
+# Prints the logarithm's tables for vml/kernels/log_algo.h and its constants.
 # The reduced argument z lies around 128 grid points g_i, whose bit patterns
 # are 0x3FE6A00000000000 + i * 2^45 (0.70703125 up to 1.40625; entry 75 is 1).
 # Entry i holds c_i, the double nearest 1/g_i, and -ln c_i as a leading
@@ -26,11 +26,20 @@ def split(v, bits=53):
     return hi, float(v - hi)
 
 
-for i in range(128):
-    g = from_bits(0x3FE6A00000000000 + (i << 45))
-    c = float(1 / mpf(g))
-    th, tl = split(-log(mpf(c)))
-    print(f"    {{{c.hex()}, {th.hex()}, {tl.hex()}, 0.0}},")
+
+def table(low, bits, width):
+    step = 1 << (52 - bits)
+    for i in range(1 << bits):
+        g = from_bits(low + i * step)
+        c = float(1 / mpf(g))
+        th, tl = split(-log(mpf(c)))
+        print(f"    {{{c.hex()}, {th.hex()}, {tl.hex()}" + (", 0.0}," if width == 4 else "},"))
+
+
+table(0x3FE6A00000000000, 7, 4)
+# The 32-row table of the 512-bit kernels, held in registers: grid points
+# 0x3FE6800000000000 + i * 2^47 (0.703125 up to 1.375; entry 19 is 1).
+table(0x3FE6800000000000, 5, 3)
 # ln 2 with 40 significant bits, so k ln 2 is exact for any exponent k.
 print("ln2", *(x.hex() for x in split(log(2), 40)))
 print("log10(e)", *(x.hex() for x in split(1 / log(10))))

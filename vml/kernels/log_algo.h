@@ -151,17 +151,58 @@ alignas(64) inline constexpr double kLogTable[128][4] = {
     {0x1.6e1f76b4337c7p-1, 0x1.5767717455a6cp-2, -0x1.fb2a49af933e8p-57, 0.0},
     {0x1.6c16c16c16c17p-1, 0x1.5d1bdbf5809cap-2, -0x1.7dc9c7c23801fp-56, 0.0},
 };
+// The 32-row table of the kernels that hold it in registers: grid points
+// 0x3FE6800000000000 + i * 2^47 (0.703125 up to 1.375), |r| below 2^-6.
+inline constexpr double kLogTable32[32][3] = {
+    {0x1.6c16c16c16c17p+0, -0x1.68ac83e9c6a15p-2, 0x1.acd8a9145ff44p-57},
+    {0x1.642c8590b2164p+0, -0x1.522ae0738a3d7p-2, -0x1.3840b263acb43p-56},
+    {0x1.5c9882b931057p+0, -0x1.3c25277333183p-2, -0x1.152d81af5713ap-56},
+    {0x1.5555555555555p+0, -0x1.269621134db91p-2, -0x1.e0efadd9db02ap-56},
+    {0x1.4e5e0a72f0539p+0, -0x1.1178e8227e47ap-2, -0x1.b8ce2d07f1cb7p-56},
+    {0x1.47ae147ae147bp+0, -0x1.f991c6cb3b37ap-3, -0x1.ecca0cdf30143p-58},
+    {0x1.4141414141414p+0, -0x1.d1037f2655e7bp-3, 0x1.3f3adb7b71cbcp-58},
+    {0x1.3b13b13b13b14p+0, -0x1.a93ed3c8ad9e5p-3, -0x1.bcafa9de97202p-57},
+    {0x1.3521cfb2b78c1p+0, -0x1.823c16551a3c0p-3, -0x1.6dcd318f4187ep-57},
+    {0x1.2f684bda12f68p+0, -0x1.5bf406b543db0p-3, 0x1.1f5b44c0df7f7p-61},
+    {0x1.29e4129e4129ep+0, -0x1.365fcb0159014p-3, -0x1.bea08d2dca256p-57},
+    {0x1.2492492492492p+0, -0x1.1178e8227e47ap-3, 0x1.0e63a5f01c693p-58},
+    {0x1.1f7047dc11f70p+0, -0x1.da7276384469ep-4, -0x1.401fa71733017p-58},
+    {0x1.1a7b9611a7b96p+0, -0x1.9335e5d594988p-4, 0x1.478a85704ccb7p-58},
+    {0x1.15b1e5f75270dp+0, -0x1.4d3115d207eacp-4, -0x1.da7d0b1e10b2fp-60},
+    {0x1.1111111111111p+0, -0x1.08598b59e3a06p-4, 0x1.dd7009902bf32p-58},
+    {0x1.0c9714fbcda3bp+0, -0x1.894aa149fb34bp-5, 0x1.2ba0b44cfaee5p-59},
+    {0x1.0842108421084p+0, -0x1.0415d89e74440p-5, -0x1.c05cf1d753621p-59},
+    {0x1.0410410410410p+0, -0x1.0205658935837p-6, -0x1.27c8e8416e717p-60},
+    {0x1.0000000000000p+0, 0x0.0p+0, 0x0.0p+0},
+    {0x1.f07c1f07c1f08p-1, 0x1.f829b0e7832f8p-6, 0x1.33e3f04f1ef25p-60},
+    {0x1.e1e1e1e1e1e1ep-1, 0x1.f0a30c01162a8p-5, 0x1.85f325c5bbacdp-59},
+    {0x1.d41d41d41d41dp-1, 0x1.6f0d28ae56b4ep-4, -0x1.20db323097324p-59},
+    {0x1.c71c71c71c71cp-1, 0x1.e27076e2af2eap-4, -0x1.61578001e015ap-60},
+    {0x1.bacf914c1bad0p-1, 0x1.29552f81ff521p-3, 0x1.301771c407dc0p-57},
+    {0x1.af286bca1af28p-1, 0x1.5ff3070a793d6p-3, -0x1.bc60efafc6f6cp-58},
+    {0x1.a41a41a41a41ap-1, 0x1.9525a9cf456b6p-3, -0x1.26fb3e2b1d1dap-57},
+    {0x1.999999999999ap-1, 0x1.c8ff7c79a9a20p-3, -0x1.4f689f8434011p-57},
+    {0x1.8f9c18f9c18fap-1, 0x1.fb9186d5e3e29p-3, 0x1.355519b0de535p-57},
+    {0x1.8618618618618p-1, 0x1.1675cababa60fp-2, 0x1.ce63eab883727p-61},
+    {0x1.7d05f417d05f4p-1, 0x1.2e8e2bae11d31p-2, -0x1.1e99b72bd7bf2p-57},
+    {0x1.745d1745d1746p-1, 0x1.4618bc21c5ec2p-2, -0x1.7a42642661c62p-61},
+};
 // ln 2 with 40 significant bits, so k ln 2 is exact for every exponent k.
 inline constexpr double kLn2Hi = 0x1.62e42fefa4000p-1;
 inline constexpr double kLn2Lo = -0x1.8432a1b0e2634p-43;
 inline constexpr double kLog10eHi = 0x1.bcb7b1526e50ep-2;
 inline constexpr double kLog10eLo = 0x1.95355baaafad3p-57;
-// Added to the bits of x: rounds the mantissa to the grid (2^44) and moves
-// the grid's lower end 0x3FE6A00000000000 to the exponent bias, so that bits
-// 52 up are k + 1023 and bits 45-51 the row.
-inline constexpr int64_t kLogShift = 0x0009700000000000;
+// Added to the bits of x: rounds the mantissa to the grid of 2^bits rows
+// and moves the grid's lower end to the exponent bias, so that bits 52 up
+// are k + 1023 and the bits below them the row.
+constexpr int64_t log_shift(int bits) {
+  const int64_t low = bits == 7 ? 0x3FE6A00000000000 : 0x3FE6800000000000;
+  return 0x3FF0000000000000 - low + (int64_t{1} << (51 - bits));
+}
+inline constexpr int64_t kLogShift = log_shift(7);
 // Taylor coefficients of (log1p(r) - r) / r^2.
-inline constexpr double kLogPoly[6] = {-0.5, 1.0 / 3, -0.25, 0.2, -1.0 / 6, 1.0 / 7};
+inline constexpr double kLogPoly[9] = {-0.5,    1.0 / 3, -0.25,   0.2, -1.0 / 6,
+                                       1.0 / 7, -0.125,  1.0 / 9, -0.1};
 
 inline double from_bits(int64_t b) {
   double d;

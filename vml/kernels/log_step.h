@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // One vector step of the logarithms for the folders with fused multiply-add,
 // written once over a folder's lane traits L (double vector V, integer
-// vector I, bit casts, 64-bit integer add/and/shift, table gather). The
+// vector I, bit casts, 64-bit integer add/and/shift, and the lookup of a
+// table of 2^L::kBits rows: 128 gathered or 32 held in registers). The
 // arguments must be positive normal numbers; the kernels send any step with
 // another argument to algo::log_one.
 //
 // High accuracy follows algo::log_one, with the exact product from fused
 // multiply-add. Low accuracy rounds r once and sums plainly; enhanced
 // performance also drops the table's remainder and cuts the polynomial to
-// degree 4 (truncation below 2^-34 relative). Decimal logarithms multiply by log10 e,
-// as a double-double product in high accuracy.
+// degree 4 (truncation below 2^-34 relative). The 32-row table leaves |r|
+// below 2^-6 rather than 2^-8 and takes two to three more degrees. Decimal logarithms multiply by
+// log10 e, as a double-double product in high accuracy.
 #pragma once
 
 #include "vml/kernels/log_algo.h"
@@ -19,20 +21,19 @@ namespace zml::vml::algo {
 enum class LogClass { kLow, kHigh, kFast };
 
 template <class L, LogClass kClass, bool kLog10>
-typename L::V log_step(typename L::V x) {
+typename L::V log_step(const L& lanes, typename L::V x) {
   using V = typename L::V;
   using I = typename L::I;
+  constexpr bool kWide = L::kBits == 7;
   const I ix = L::bits(x);
-  const I u = L::iadd(ix, L::iset(kLogShift));
-  const I row = L::sll2(L::iand(L::srl45(u), L::iset(127)));  // in doubles: rows are 4 wide
+  const I u = L::iadd(ix, L::iset(log_shift(L::kBits)));
   const V z = L::real(L::iadd(L::isub(ix, L::iand(u, L::iset(~int64_t{0xFFFFFFFFFFFFF}))),
                               L::iset(0x3FF0000000000000)));
   // k + 1023 in the low bits of 2^52's bits makes 2^52 + k + 1023.
   const V kf =
       L::sub(L::real(L::iadd(L::srl52(u), L::iset(0x4330000000000000))), L::set(0x1p52 + 1023.0));
-  const double* t = &kLogTable[0][0];
-  const V c = L::gather(t, row);
-  const V th = L::gather(t + 1, row);
+  V c, th, tl;
+  lanes.lookup(u, &c, &th, kClass == LogClass::kFast ? nullptr : &tl);
   V r, q;
   V tail;
   V res;
@@ -46,9 +47,10 @@ typename L::V log_step(typename L::V x) {
     const V s2 = L::add(s1, r);
     const V bb = L::sub(s2, s1);
     const V e2 = L::add(L::sub(s1, L::sub(s2, bb)), L::sub(r, bb));
-    q = L::set(kLogPoly[5]);
-    for (int d = 4; d >= 0; --d) q = L::fma(q, r, L::set(kLogPoly[d]));
-    const V small = L::add(L::add(L::gather(t + 2, row), L::add(e1, e2)), L::fnma(pl, r, pl));
+    constexpr int top = kWide ? 5 : 8;
+    q = L::set(kLogPoly[top]);
+    for (int d = top - 1; d >= 0; --d) q = L::fma(q, r, L::set(kLogPoly[d]));
+    const V small = L::add(L::add(tl, L::add(e1, e2)), L::fnma(pl, r, pl));
     tail = L::fma(L::mul(r, r), q, L::fma(kf, L::set(kLn2Lo), small));
     if constexpr (!kLog10) {
       res = L::add(s2, tail);
@@ -59,7 +61,7 @@ typename L::V log_step(typename L::V x) {
     }
   } else {
     r = L::fms(z, c, L::set(1.0));
-    const int top = kClass == LogClass::kFast ? 2 : 5;
+    constexpr int top = kClass == LogClass::kFast ? (kWide ? 2 : 3) : (kWide ? 5 : 7);
     q = L::set(kLogPoly[top]);
     for (int d = top - 1; d >= 0; --d) q = L::fma(q, r, L::set(kLogPoly[d]));
     // k ln 2 + th keeps its rounding error; when k = 0 the sum is exact and r
@@ -68,8 +70,8 @@ typename L::V log_step(typename L::V x) {
     const V s1 = L::add(a, th);
     const V e1 = L::sub(th, L::sub(s1, a));
     const V hi = L::add(s1, r);
-    const V tl = kClass == LogClass::kFast ? e1 : L::add(L::gather(t + 2, row), e1);
-    const V lo = L::fma(L::mul(r, r), q, L::fma(kf, L::set(kLn2Lo), tl));
+    const V small = kClass == LogClass::kFast ? e1 : L::add(tl, e1);
+    const V lo = L::fma(L::mul(r, r), q, L::fma(kf, L::set(kLn2Lo), small));
     if constexpr (kLog10) {
       res = L::fma(hi, L::set(kLog10eHi), L::mul(lo, L::set(kLog10eHi)));
     } else {

@@ -25,10 +25,16 @@ struct Lanes {
   static I iadd(I a, I b) { return _mm256_add_epi64(a, b); }
   static I isub(I a, I b) { return _mm256_sub_epi64(a, b); }
   static I iand(I a, I b) { return _mm256_and_si256(a, b); }
-  static I srl45(I a) { return _mm256_srli_epi64(a, 45); }
   static I srl52(I a) { return _mm256_srli_epi64(a, 52); }
-  static I sll2(I a) { return _mm256_slli_epi64(a, 2); }
-  static V gather(const double* t, I i) { return _mm256_i64gather_pd(t, i, 8); }
+  static constexpr int kBits = 7;
+  // Rows are four doubles: the row number times 4 indexes the gathers.
+  static void lookup(I u, V* c, V* th, V* tl) {
+    const I row = _mm256_slli_epi64(_mm256_and_si256(_mm256_srli_epi64(u, 45), iset(127)), 2);
+    const double* t = &algo::kLogTable[0][0];
+    *c = _mm256_i64gather_pd(t, row, 8);
+    *th = _mm256_i64gather_pd(t + 1, row, 8);
+    if (tl != nullptr) *tl = _mm256_i64gather_pd(t + 2, row, 8);
+  }
   static V set(double s) { return _mm256_set1_pd(s); }
   static V add(V a, V b) { return _mm256_add_pd(a, b); }
   static V sub(V a, V b) { return _mm256_sub_pd(a, b); }
@@ -54,7 +60,7 @@ void run(int32_t n, const double* a, double* y) {
       algo::log_loop<Ops, kLog10>(count, in, y + i);
       continue;
     }
-    Ops::store_partial(y + i, algo::log_step<Lanes, kClass, kLog10>(x), count);
+    Ops::store_partial(y + i, algo::log_step<Lanes, kClass, kLog10>(Lanes{}, x), count);
   }
 }
 
