@@ -152,7 +152,7 @@ alignas(64) inline constexpr double kLogTable[128][4] = {
     {0x1.6c16c16c16c17p-1, 0x1.5d1bdbf5809cap-2, -0x1.7dc9c7c23801fp-56, 0.0},
 };
 // The 32-row table of the kernels that hold it in registers: grid points
-// 0x3FE6800000000000 + i * 2^47 (0.703125 up to 1.375), |r| below 2^-6.
+// 0x3FE6800000000000 + i * 2^47 (0.703125 up to 1.375), |r| up to 2^-6.
 inline constexpr double kLogTable32[32][3] = {
     {0x1.6c16c16c16c17p+0, -0x1.68ac83e9c6a15p-2, 0x1.acd8a9145ff44p-57},
     {0x1.642c8590b2164p+0, -0x1.522ae0738a3d7p-2, -0x1.3840b263acb43p-56},
@@ -201,8 +201,17 @@ constexpr int64_t log_shift(int bits) {
 }
 inline constexpr int64_t kLogShift = log_shift(7);
 // Taylor coefficients of (log1p(r) - r) / r^2.
-inline constexpr double kLogPoly[9] = {-0.5,    1.0 / 3, -0.25,   0.2, -1.0 / 6,
-                                       1.0 / 7, -0.125,  1.0 / 9, -0.1};
+inline constexpr double kLogPoly[6] = {-0.5, 1.0 / 3, -0.25, 0.2, -1.0 / 6, 1.0 / 7};
+// For the 32-row table's wider |r| <= 2^-6, near-minimax fits from the
+// tool, lowest degree first, per class: high, low, enhanced performance.
+inline constexpr double kLogPoly32Ha[8] = {
+    -0x1.0000000000000p-1, 0x1.5555555555555p-2, -0x1.0000000001a5cp-2, 0x1.999999999c930p-3,
+    -0x1.5555545047edfp-3, 0x1.249248380c432p-3, -0x1.0019da999df0ap-3, 0x1.c74b62c8a078ap-4};
+inline constexpr double kLogPoly32La[7] = {
+    -0x1.0000000000000p-1, 0x1.5555555556225p-2, -0x1.0000000000b6fp-2, 0x1.999998ce915bdp-3,
+    -0x1.5555549f3ff6dp-3, 0x1.24ab6bb298caap-3, -0x1.001696edc0131p-3};
+inline constexpr double kLogPoly32Ep[3] = {-0x1.0000000006622p-1, 0x1.555f06ef62dcdp-2,
+                                           -0x1.000810da97b47p-2};
 
 inline double from_bits(int64_t b) {
   double d;

@@ -10,7 +10,8 @@
 // multiply-add. Low accuracy rounds r once and sums plainly; enhanced
 // performance also drops the table's remainder and cuts the polynomial to
 // degree 4 (truncation below 2^-34 relative). The 32-row table leaves |r|
-// below 2^-6 rather than 2^-8 and takes two to three more degrees. Decimal logarithms multiply by
+// up to 2^-6 rather than 2^-8 and takes fitted polynomials of degrees 9, 8
+// and 4 in place of the Taylor ones of degrees 7, 7 and 4. Decimal logarithms multiply by
 // log10 e, as a double-double product in high accuracy.
 #pragma once
 
@@ -34,6 +35,17 @@ typename L::V log_step(const L& lanes, typename L::V x) {
       L::sub(L::real(L::iadd(L::srl52(u), L::iset(0x4330000000000000))), L::set(0x1p52 + 1023.0));
   V c, th, tl;
   lanes.lookup(u, &c, &th, kClass == LogClass::kFast ? nullptr : &tl);
+  // The polynomial (log1p(r) - r) / r^2 of this table and class.
+  constexpr auto poly = [] {
+    struct P {
+      const double* c;
+      int top;
+    };
+    if constexpr (kWide) return P{kLogPoly, kClass == LogClass::kFast ? 2 : 5};
+    if constexpr (kClass == LogClass::kHigh) return P{kLogPoly32Ha, 7};
+    if constexpr (kClass == LogClass::kLow) return P{kLogPoly32La, 6};
+    return P{kLogPoly32Ep, 2};
+  }();
   V r, q;
   V tail;
   V res;
@@ -47,9 +59,8 @@ typename L::V log_step(const L& lanes, typename L::V x) {
     const V s2 = L::add(s1, r);
     const V bb = L::sub(s2, s1);
     const V e2 = L::add(L::sub(s1, L::sub(s2, bb)), L::sub(r, bb));
-    constexpr int top = kWide ? 5 : 8;
-    q = L::set(kLogPoly[top]);
-    for (int d = top - 1; d >= 0; --d) q = L::fma(q, r, L::set(kLogPoly[d]));
+    q = L::set(poly.c[poly.top]);
+    for (int d = poly.top - 1; d >= 0; --d) q = L::fma(q, r, L::set(poly.c[d]));
     const V small = L::add(L::add(tl, L::add(e1, e2)), L::fnma(pl, r, pl));
     tail = L::fma(L::mul(r, r), q, L::fma(kf, L::set(kLn2Lo), small));
     if constexpr (!kLog10) {
@@ -61,9 +72,8 @@ typename L::V log_step(const L& lanes, typename L::V x) {
     }
   } else {
     r = L::fms(z, c, L::set(1.0));
-    constexpr int top = kClass == LogClass::kFast ? (kWide ? 2 : 3) : (kWide ? 5 : 7);
-    q = L::set(kLogPoly[top]);
-    for (int d = top - 1; d >= 0; --d) q = L::fma(q, r, L::set(kLogPoly[d]));
+    q = L::set(poly.c[poly.top]);
+    for (int d = poly.top - 1; d >= 0; --d) q = L::fma(q, r, L::set(poly.c[d]));
     // k ln 2 + th keeps its rounding error; when k = 0 the sum is exact and r
     // nearly cancels it, so r is added to it before the small terms.
     const V a = L::mul(kf, L::set(kLn2Hi));
