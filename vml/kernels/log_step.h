@@ -9,10 +9,10 @@
 // High accuracy follows algo::log_one, with the exact product from fused
 // multiply-add. Low accuracy rounds r once and sums plainly; enhanced
 // performance also drops the table's remainder and cuts the polynomial to
-// degree 4 (truncation below 2^-34 relative). The 32-row table leaves |r|
-// up to 2^-6 rather than 2^-8 and takes fitted polynomials of degrees 9, 8
-// and 4 in place of the Taylor ones of degrees 7, 7 and 4. Decimal logarithms multiply by
-// log10 e, as a double-double product in high accuracy.
+// degree 4 (truncation below 2^-34 relative). The 32-row table leaves |r| up
+// to 2^-6 rather than 2^-8 and takes fitted polynomials of degrees 9, 8 and
+// 4 in place of the Taylor ones of degrees 7, 7 and 4. Decimal logarithms
+// multiply by log10 e, as a double-double product in high accuracy.
 #pragma once
 
 #include "vml/kernels/log_algo.h"
@@ -46,9 +46,7 @@ typename L::V log_step(const L& lanes, typename L::V x) {
     if constexpr (kClass == LogClass::kLow) return P{kLogPoly32La, 6};
     return P{kLogPoly32Ep, 2};
   }();
-  V r, q;
-  V tail;
-  V res;
+  V r, q, res;
   if constexpr (kClass == LogClass::kHigh) {
     const V ph = L::mul(z, c);
     const V pl = L::fms(z, c, ph);
@@ -62,7 +60,7 @@ typename L::V log_step(const L& lanes, typename L::V x) {
     q = L::set(poly.c[poly.top]);
     for (int d = poly.top - 1; d >= 0; --d) q = L::fma(q, r, L::set(poly.c[d]));
     const V small = L::add(L::add(tl, L::add(e1, e2)), L::fnma(pl, r, pl));
-    tail = L::fma(L::mul(r, r), q, L::fma(kf, L::set(kLn2Lo), small));
+    const V tail = L::fma(L::mul(r, r), q, L::fma(kf, L::set(kLn2Lo), small));
     if constexpr (!kLog10) {
       res = L::add(s2, tail);
     } else {
