@@ -110,19 +110,25 @@ const Function<unary_fn> kExp{"vdExp", &kExpHaRows, exp_kernels(),
                                         {59.84f, 3.0f, 37.08f, 13.02f, 17.11f, 8.81f, 8.56f, 7.82f,
                                          6.548f, 3.771f, kNoKernelCost, 1.08f})};
 
-// Measured as above (n = 1e5, one thread) for the row each type runs: types
-// 0-6, 10 and 11 the element-wise sse2 kernel, 7 and 8 avx2, 9 avx512.
-const Function<unary_fn> kLn{
-    "vdLn", &kLnHaRows, class_kernels(kLnLaRows, kLnHaRows, kLnEpRows),
-    cost_rows(
-        {2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 0.82f, 0.82f, 0.33f, 2.09f, 2.09f},
-        {2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 0.96f, 0.96f, 0.41f, 2.09f, 2.09f},
-        {2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 2.09f, 0.66f, 0.66f, 0.26f, 2.09f, 2.09f})};
-const Function<unary_fn> kLog10{
-    "vdLog10", &kLog10HaRows, class_kernels(kLog10LaRows, kLog10HaRows, kLog10EpRows),
-    cost_rows({2.81f, 2.81f, 2.81f, 2.81f, 2.81f, 2.81f, 2.81f, 0.87f, 0.87f, 0.35f, 2.81f, 2.81f},
-              {2.8f, 2.8f, 2.8f, 2.8f, 2.8f, 2.8f, 2.8f, 1.03f, 1.03f, 0.45f, 2.8f, 2.8f},
-              {2.8f, 2.8f, 2.8f, 2.8f, 2.8f, 2.8f, 2.8f, 0.7f, 0.7f, 0.28f, 2.8f, 2.8f})};
+// The logarithms' costs in the exponential's units: each entry is the
+// exponential's cost of that type and class times the measured ratio of the
+// two kernels' times (n = 1e5, one thread); type 10, where the exponential
+// holds the sentinel, is scaled from type 11, which runs the same row.
+const Function<unary_fn> kLn{"vdLn", &kLnHaRows, class_kernels(kLnLaRows, kLnHaRows, kLnEpRows),
+                             cost_rows({81.65f, 4.09f, 52.43f, 23.84f, 28.97f, 15.34f, 15.08f,
+                                        13.13f, 10.15f, 6.724f, 2.214f, 2.214f},
+                                       {92.16f, 4.103f, 50.63f, 36.15f, 41.62f, 24.16f, 24.07f,
+                                        16.84f, 10.88f, 10.29f, 2.424f, 2.427f},
+                                       {81.72f, 4.097f, 50.59f, 17.74f, 23.3f, 12.03f, 11.67f,
+                                        11.92f, 10.03f, 5.706f, 1.471f, 1.474f})};
+const Function<unary_fn> kLog10{"vdLog10", &kLog10HaRows,
+                                class_kernels(kLog10LaRows, kLog10HaRows, kLog10EpRows),
+                                cost_rows({108.7f, 5.004f, 67.43f, 31.71f, 38.63f, 20.36f, 20.12f,
+                                           13.53f, 10.45f, 6.923f, 2.943f, 2.945f},
+                                          {122.7f, 5.452f, 67.46f, 49.91f, 55.36f, 32.49f, 32.03f,
+                                           18.48f, 11.36f, 11.18f, 3.23f, 3.227f},
+                                          {108.7f, 5.457f, 67.35f, 23.66f, 31.11f, 16.6f, 15.54f,
+                                           12.45f, 10.34f, 6.051f, 1.958f, 1.967f})};
 
 const dispatch::Registration kRegistered{&kAddRows,     &kSubRows,     &kMulRows,    &kDivRows,
                                          &kSqrtRows,    &kAbsRows,     &kExpLaRows,  &kExpHaRows,
