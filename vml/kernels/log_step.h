@@ -54,9 +54,10 @@ typename L::V log_step(const L& lanes, typename L::V x) {
     const V a = L::mul(kf, L::set(kLn2Hi));
     const V s1 = L::add(a, th);
     const V e1 = L::sub(th, L::sub(s1, a));
+    // |r| stays below |s1| (below |th| in every row but that of 1, below
+    // ln 2 / 2 when k != 0) unless s1 = 0, so the short two-sum is exact.
     const V s2 = L::add(s1, r);
-    const V bb = L::sub(s2, s1);
-    const V e2 = L::add(L::sub(s1, L::sub(s2, bb)), L::sub(r, bb));
+    const V e2 = L::sub(r, L::sub(s2, s1));
     q = L::set(poly.c[poly.top]);
     for (int d = poly.top - 1; d >= 0; --d) q = L::fma(q, r, L::set(poly.c[d]));
     const V small = L::add(L::add(tl, L::add(e1, e2)), L::fnma(pl, r, pl));
