@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Vector math beside a scalar C library loop (and the C library's AVX-512
-// vector exponential, 4-ulp class, when it loads): million elements per
+// vector exponential and logarithms, 4-ulp class, when they load): million elements per
 // second and the ratio ours/peer, n = 1e3, 1e5, 1e6, on 1 and 2 threads.
 #include <immintrin.h>
 #include <omp.h>
@@ -19,11 +19,12 @@ namespace {
 
 using vexp8_t = __m512d (*)(__m512d);
 
-__attribute__((target("avx512f"))) void vector_peer(vexp8_t f, int n, const double* a, double* y,
+__attribute__((target("avx512f"))) void vector_peer(vexp8_t f, double (*tail)(double, double),
+                                                    int n, const double* a, double* y,
                                                     int threads) {
 #pragma omp parallel for num_threads(threads) schedule(static)
   for (int i = 0; i < n / 8; ++i) _mm512_storeu_pd(y + 8 * i, f(_mm512_loadu_pd(a + 8 * i)));
-  for (int i = n / 8 * 8; i < n; ++i) y[i] = std::exp(a[i]);
+  for (int i = n / 8 * 8; i < n; ++i) y[i] = tail(a[i], 0.0);
 }
 
 struct Case {
@@ -31,6 +32,8 @@ struct Case {
   int mode;  // 0: the class does not matter
   std::function<void(int, const double*, const double*, double*)> ours;
   double (*scalar)(double, double);
+  const char* peer = nullptr;  // the C library's 8-wide vector function
+  bool positive = false;       // arguments in [0.5, 600.5) rather than [-299.5, 300.5)
 };
 
 }  // namespace
@@ -38,9 +41,12 @@ struct Case {
 int main() {
   std::string which;
   void* mvec = zml::bench::load_peer({"libmvec.so.1"}, &which);
-  const auto vexp = mvec != nullptr && __builtin_cpu_supports("avx512f")
-                        ? reinterpret_cast<vexp8_t>(zml::bench::peer_symbol(mvec, "_ZGVeN8v_exp"))
-                        : nullptr;
+  auto vector_fn = [&](const char* name) {
+    return mvec != nullptr && name != nullptr && __builtin_cpu_supports("avx512f")
+               ? reinterpret_cast<vexp8_t>(zml::bench::peer_symbol(mvec, name))
+               : nullptr;
+  };
+  const bool any_peer = vector_fn("_ZGVeN8v_exp") != nullptr;
   const Case cases[] = {
       {"add", 0, [](int n, const double* a, const double* b, double* y) { vdAdd(n, a, b, y); },
        [](double x, double z) { return x + z; }},
@@ -49,18 +55,36 @@ int main() {
       {"sqrt", 0, [](int n, const double* a, const double*, double* y) { vdSqrt(n, a, y); },
        [](double x, double) { return std::sqrt(x); }},
       {"exp LA", VML_LA, [](int n, const double* a, const double*, double* y) { vdExp(n, a, y); },
-       [](double x, double) { return std::exp(x); }},
+       [](double x, double) { return std::exp(x); }, "_ZGVeN8v_exp"},
       {"exp HA", VML_HA, [](int n, const double* a, const double*, double* y) { vdExp(n, a, y); },
-       [](double x, double) { return std::exp(x); }},
+       [](double x, double) { return std::exp(x); }, "_ZGVeN8v_exp"},
       {"exp EP", VML_EP, [](int n, const double* a, const double*, double* y) { vdExp(n, a, y); },
-       [](double x, double) { return std::exp(x); }},
+       [](double x, double) { return std::exp(x); }, "_ZGVeN8v_exp"},
+      {"ln LA", VML_LA, [](int n, const double* a, const double*, double* y) { vdLn(n, a, y); },
+       [](double x, double) { return std::log(x); }, "_ZGVeN8v_log", true},
+      {"ln HA", VML_HA, [](int n, const double* a, const double*, double* y) { vdLn(n, a, y); },
+       [](double x, double) { return std::log(x); }, "_ZGVeN8v_log", true},
+      {"ln EP", VML_EP, [](int n, const double* a, const double*, double* y) { vdLn(n, a, y); },
+       [](double x, double) { return std::log(x); }, "_ZGVeN8v_log", true},
+      {"log10 LA", VML_LA,
+       [](int n, const double* a, const double*, double* y) { vdLog10(n, a, y); },
+       [](double x, double) { return std::log10(x); }, "_ZGVeN8v_log10", true},
+      {"log10 HA", VML_HA,
+       [](int n, const double* a, const double*, double* y) { vdLog10(n, a, y); },
+       [](double x, double) { return std::log10(x); }, "_ZGVeN8v_log10", true},
+      {"log10 EP", VML_EP,
+       [](int n, const double* a, const double*, double* y) { vdLog10(n, a, y); },
+       [](double x, double) { return std::log10(x); }, "_ZGVeN8v_log10", true},
   };
-  std::printf("%-7s %8s %3s %10s %10s %7s %10s %7s\n", "func", "n", "thr", "ours Me/s", "C loop",
-              "ratio", vexp ? "libmvec" : "-", vexp ? "ratio" : "");
+  std::printf("%-8s %8s %3s %10s %10s %7s %10s %7s\n", "func", "n", "thr", "ours Me/s", "C loop",
+              "ratio", any_peer ? "libmvec" : "-", any_peer ? "ratio" : "");
   for (const Case& c : cases) {
     for (int n : {1000, 100000, 1000000}) {
       std::vector<double> a(n), b(n), y(n);
-      for (int i = 0; i < n; ++i) a[i] = 0.5 + 600.0 * i / n - 300.0, b[i] = 1.0 + i % 7;
+      for (int i = 0; i < n; ++i) {
+        a[i] = 0.5 + 600.0 * i / n - (c.positive ? 0.0 : 300.0), b[i] = 1.0 + i % 7;
+      }
+      const vexp8_t vfn = vector_fn(c.peer);
       for (int threads : {1, 2}) {
         zml::serv::set_thread_local_threads(threads);
         zml::vml::set_mode(c.mode != 0 ? c.mode | VML_ERRMODE_NOERR : 0);
@@ -81,10 +105,11 @@ int main() {
                             }).ours /
                             reps;
         double peer = 0.0;
-        if (vexp != nullptr && c.mode != 0) {
-          peer = timed([&] { vector_peer(vexp, n, a.data(), y.data(), threads); }).ours / reps;
+        if (vfn != nullptr) {
+          peer = timed([&] { vector_peer(vfn, c.scalar, n, a.data(), y.data(), threads); }).ours /
+                 reps;
         }
-        std::printf("%-7s %8d %3d %10.1f %10.1f %7.2f", c.name, n, threads, n / ours * 1e-6,
+        std::printf("%-8s %8d %3d %10.1f %10.1f %7.2f", c.name, n, threads, n / ours * 1e-6,
                     n / loop * 1e-6, loop / ours);
         if (peer > 0) std::printf(" %10.1f %7.2f", n / peer * 1e-6, peer / ours);
         std::printf("\n");

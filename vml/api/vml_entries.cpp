@@ -124,3 +124,7 @@ ZML_API void vdDiv(const int n, const double a[], const double b[], double r[]) 
 ZML_API void vdSqrt(const int n, const double a[], double r[]) { unary(zml::vml::kSqrt, n, a, r); }
 ZML_API void vdAbs(const int n, const double a[], double r[]) { unary(zml::vml::kAbs, n, a, r); }
 ZML_API void vdExp(const int n, const double a[], double r[]) { unary(zml::vml::kExp, n, a, r); }
+ZML_API void vdLn(const int n, const double a[], double r[]) { unary(zml::vml::kLn, n, a, r); }
+ZML_API void vdLog10(const int n, const double a[], double r[]) {
+  unary(zml::vml::kLog10, n, a, r);
+}

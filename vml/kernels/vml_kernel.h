@@ -75,7 +75,7 @@ constexpr std::array<float, kTableSize> cost_rows(const float (&la)[kTypes],
 }
 
 extern const Function<binary_fn> kAdd, kSub, kMul, kDiv;
-extern const Function<unary_fn> kSqrt, kAbs, kExp;
+extern const Function<unary_fn> kSqrt, kAbs, kExp, kLn, kLog10;
 
 // The statuses a kernel may leave (values of zml_vml.h).
 enum Status : int32_t { kOk = 0, kErrDom = 1, kSing = 2, kOverflow = 3, kUnderflow = 4 };
@@ -101,6 +101,12 @@ enum Status : int32_t { kOk = 0, kErrDom = 1, kSing = 2, kOverflow = 3, kUnderfl
   void exp_la(int32_t n, const double* a, double* y);               \
   void exp_ha(int32_t n, const double* a, double* y);               \
   void exp_ep(int32_t n, const double* a, double* y);               \
+  void ln_la(int32_t n, const double* a, double* y);                \
+  void ln_ha(int32_t n, const double* a, double* y);                \
+  void ln_ep(int32_t n, const double* a, double* y);                \
+  void log10_la(int32_t n, const double* a, double* y);             \
+  void log10_ha(int32_t n, const double* a, double* y);             \
+  void log10_ep(int32_t n, const double* a, double* y);             \
   }
 ZML_ISA_LEVELS(ZML_VML_DECLARE)
 #undef ZML_VML_DECLARE

@@ -38,6 +38,12 @@ ZML_VML_ROWS(Abs, unary_fn, abs)
 ZML_VML_EXP_ROWS(ExpLa, exp_la)
 ZML_VML_EXP_ROWS(ExpHa, exp_ha)
 ZML_VML_EXP_ROWS(ExpEp, exp_ep)
+ZML_VML_EXP_ROWS(LnLa, ln_la)
+ZML_VML_EXP_ROWS(LnHa, ln_ha)
+ZML_VML_EXP_ROWS(LnEp, ln_ep)
+ZML_VML_EXP_ROWS(Log10La, log10_la)
+ZML_VML_EXP_ROWS(Log10Ha, log10_ha)
+ZML_VML_EXP_ROWS(Log10Ep, log10_ep)
 #undef ZML_VML_EXP_ROWS
 
 // Types 1 and 2 run one kernel in every class (the high-accuracy one, which
@@ -51,6 +57,18 @@ constexpr std::array<const Variant<unary_fn>*, kTableSize> exp_kernels() {
       const Rows<unary_fn>& rows = t == 1 || t == 2 ? kExpHaRows : *by_class[a];
       k[t + kTypes * a] = t == 10 ? nullptr : row_of_type(rows, t);
     }
+  }
+  return k;
+}
+
+// Every type runs its level's kernel of the class.
+constexpr std::array<const Variant<unary_fn>*, kTableSize> class_kernels(const Rows<unary_fn>& la,
+                                                                         const Rows<unary_fn>& ha,
+                                                                         const Rows<unary_fn>& ep) {
+  std::array<const Variant<unary_fn>*, kTableSize> k{};
+  const Rows<unary_fn>* by_class[3] = {&la, &ha, &ep};
+  for (int32_t a = 0; a < 3; ++a) {
+    for (int32_t t = 0; t < kTypes; ++t) k[t + kTypes * a] = row_of_type(*by_class[a], t);
   }
   return k;
 }
@@ -92,8 +110,29 @@ const Function<unary_fn> kExp{"vdExp", &kExpHaRows, exp_kernels(),
                                         {59.84f, 3.0f, 37.08f, 13.02f, 17.11f, 8.81f, 8.56f, 7.82f,
                                          6.548f, 3.771f, kNoKernelCost, 1.08f})};
 
-const dispatch::Registration kRegistered{&kAddRows,   &kSubRows,   &kMulRows,
-                                         &kDivRows,   &kSqrtRows,  &kAbsRows,
-                                         &kExpLaRows, &kExpHaRows, &kExpEpRows};
+// The logarithms' costs in the exponential's units: each entry is the
+// exponential's cost of that type and class times the measured ratio of the
+// two kernels' times (n = 1e5, one thread); type 10, where the exponential
+// holds the sentinel, is scaled from type 11, which runs the same row.
+const Function<unary_fn> kLn{"vdLn", &kLnHaRows, class_kernels(kLnLaRows, kLnHaRows, kLnEpRows),
+                             cost_rows({81.65f, 4.09f, 52.43f, 23.84f, 28.97f, 15.34f, 15.08f,
+                                        13.13f, 10.15f, 6.724f, 2.214f, 2.214f},
+                                       {92.16f, 4.103f, 50.63f, 36.15f, 41.62f, 24.16f, 24.07f,
+                                        16.84f, 10.88f, 10.29f, 2.424f, 2.427f},
+                                       {81.72f, 4.097f, 50.59f, 17.74f, 23.3f, 12.03f, 11.67f,
+                                        11.92f, 10.03f, 5.706f, 1.471f, 1.474f})};
+const Function<unary_fn> kLog10{"vdLog10", &kLog10HaRows,
+                                class_kernels(kLog10LaRows, kLog10HaRows, kLog10EpRows),
+                                cost_rows({108.7f, 5.004f, 67.43f, 31.71f, 38.63f, 20.36f, 20.12f,
+                                           13.53f, 10.45f, 6.923f, 2.943f, 2.945f},
+                                          {122.7f, 5.452f, 67.46f, 49.91f, 55.36f, 32.49f, 32.03f,
+                                           18.48f, 11.36f, 11.18f, 3.23f, 3.227f},
+                                          {108.7f, 5.457f, 67.35f, 23.66f, 31.11f, 16.6f, 15.54f,
+                                           12.45f, 10.34f, 6.051f, 1.958f, 1.967f})};
+
+const dispatch::Registration kRegistered{&kAddRows,     &kSubRows,     &kMulRows,    &kDivRows,
+                                         &kSqrtRows,    &kAbsRows,     &kExpLaRows,  &kExpHaRows,
+                                         &kExpEpRows,   &kLnLaRows,    &kLnHaRows,   &kLnEpRows,
+                                         &kLog10LaRows, &kLog10HaRows, &kLog10EpRows};
 
 }  // namespace zml::vml
