@@ -20,7 +20,7 @@
 namespace zml::vml::algo {
 
 // Rows of {c_i, -ln c_i leading, -ln c_i remainder, 0} from
-// tools/vml_log_table.py; the padding makes a row 32 bytes for the gathers.
+// tools/vml_log_table.py; the padding makes a row one 32-byte vector load.
 alignas(64) inline constexpr double kLogTable[128][4] = {
     {0x1.6a13cd1537290p+0, -0x1.630030b3aac48p-2, -0x1.ee0c6728fffccp-56, 0.0},
     {0x1.6816816816817p+0, -0x1.5d5bddf595f31p-2, -0x1.d5f75b9a23ae4p-59, 0.0},

@@ -43,10 +43,12 @@ struct Function {
 };
 inline constexpr float kNoKernelCost = 1111.0f;
 
-// The row each processor type runs: that of its code path's level.
+// The row each processor type runs: that of its code path's level. Types 8,
+// 10 and 11 are folded first (onto 7, 7 and 9) as detection folds them, so
+// their columns hold the kernel of the level they are served by.
 template <class Fn>
 constexpr const Variant<Fn>* row_of_type(const dispatch::Table<Variant<Fn>>& t, int32_t type) {
-  return &t.at(dispatch::isa_of_path(cpu::code_path_of_type(type)));
+  return &t.at(dispatch::isa_of_path(cpu::code_path_of_type(cpu::fold_type(type))));
 }
 
 // The kernels table of a function whose three accuracies share one kernel

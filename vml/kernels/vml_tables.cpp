@@ -27,24 +27,25 @@ ZML_VML_ROWS(Sqrt, unary_fn, sqrt)
 ZML_VML_ROWS(Abs, unary_fn, abs)
 #undef ZML_VML_ROWS
 
-// The exponential has no avx folder: that level runs the sse2 row.
-#define ZML_VML_EXP_ROWS(fn, kind)                                                 \
+// The exponential and the logarithms have no avx folder (without FMA and
+// 256-bit integers that level gains nothing over sse2): it runs the sse2 row.
+#define ZML_VML_FMA_ROWS(fn, kind)                                                 \
   constexpr Variant<unary_fn> k##fn##Ref{Isa::kRef, ref::kind, "ref"};             \
   constexpr Variant<unary_fn> k##fn##Sse2{Isa::kSse2, sse2::kind, "sse2"};         \
   constexpr Variant<unary_fn> k##fn##Avx2{Isa::kAvx2, avx2::kind, "avx2"};         \
   constexpr Variant<unary_fn> k##fn##Avx512{Isa::kAvx512, avx512::kind, "avx512"}; \
   constexpr Rows<unary_fn> k##fn##Rows{"vml_" #kind,                               \
                                        {&k##fn##Ref, &k##fn##Sse2, &k##fn##Avx2, &k##fn##Avx512}};
-ZML_VML_EXP_ROWS(ExpLa, exp_la)
-ZML_VML_EXP_ROWS(ExpHa, exp_ha)
-ZML_VML_EXP_ROWS(ExpEp, exp_ep)
-ZML_VML_EXP_ROWS(LnLa, ln_la)
-ZML_VML_EXP_ROWS(LnHa, ln_ha)
-ZML_VML_EXP_ROWS(LnEp, ln_ep)
-ZML_VML_EXP_ROWS(Log10La, log10_la)
-ZML_VML_EXP_ROWS(Log10Ha, log10_ha)
-ZML_VML_EXP_ROWS(Log10Ep, log10_ep)
-#undef ZML_VML_EXP_ROWS
+ZML_VML_FMA_ROWS(ExpLa, exp_la)
+ZML_VML_FMA_ROWS(ExpHa, exp_ha)
+ZML_VML_FMA_ROWS(ExpEp, exp_ep)
+ZML_VML_FMA_ROWS(LnLa, ln_la)
+ZML_VML_FMA_ROWS(LnHa, ln_ha)
+ZML_VML_FMA_ROWS(LnEp, ln_ep)
+ZML_VML_FMA_ROWS(Log10La, log10_la)
+ZML_VML_FMA_ROWS(Log10Ha, log10_ha)
+ZML_VML_FMA_ROWS(Log10Ep, log10_ep)
+#undef ZML_VML_FMA_ROWS
 
 // Types 1 and 2 run one kernel in every class (the high-accuracy one, which
 // meets all three bounds); type 10 has no kernel and runs as the type that
@@ -112,23 +113,24 @@ const Function<unary_fn> kExp{"vdExp", &kExpHaRows, exp_kernels(),
 
 // The logarithms' costs in the exponential's units: each entry is the
 // exponential's cost of that type and class times the measured ratio of the
-// two kernels' times (n = 1e5, one thread); type 10, where the exponential
-// holds the sentinel, is scaled from type 11, which runs the same row.
+// two kernels' times (n = 1e5, one thread). Types 10 and 11 run the rows of
+// types 7 and 9, whose ratios they take; type 10 has no exponential cost to
+// scale, so it takes type 7's cost as it stands.
 const Function<unary_fn> kLn{"vdLn", &kLnHaRows, class_kernels(kLnLaRows, kLnHaRows, kLnEpRows),
                              cost_rows({81.65f, 4.09f, 52.43f, 23.84f, 28.97f, 15.34f, 15.08f,
-                                        13.13f, 10.15f, 6.724f, 2.214f, 2.214f},
+                                        13.13f, 10.15f, 6.724f, 13.13f, 2.809f},
                                        {92.16f, 4.103f, 50.63f, 36.15f, 41.62f, 24.16f, 24.07f,
-                                        16.84f, 10.88f, 10.29f, 2.424f, 2.427f},
+                                        16.84f, 10.88f, 10.29f, 16.84f, 3.394f},
                                        {81.72f, 4.097f, 50.59f, 17.74f, 23.3f, 12.03f, 11.67f,
-                                        11.92f, 10.03f, 5.706f, 1.471f, 1.474f})};
+                                        11.92f, 10.03f, 5.706f, 11.92f, 1.634f})};
 const Function<unary_fn> kLog10{"vdLog10", &kLog10HaRows,
                                 class_kernels(kLog10LaRows, kLog10HaRows, kLog10EpRows),
                                 cost_rows({108.7f, 5.004f, 67.43f, 31.71f, 38.63f, 20.36f, 20.12f,
-                                           13.53f, 10.45f, 6.923f, 2.943f, 2.945f},
+                                           13.53f, 10.45f, 6.923f, 13.53f, 2.892f},
                                           {122.7f, 5.452f, 67.46f, 49.91f, 55.36f, 32.49f, 32.03f,
-                                           18.48f, 11.36f, 11.18f, 3.23f, 3.227f},
+                                           18.48f, 11.36f, 11.18f, 18.48f, 3.687f},
                                           {108.7f, 5.457f, 67.35f, 23.66f, 31.11f, 16.6f, 15.54f,
-                                           12.45f, 10.34f, 6.051f, 1.958f, 1.967f})};
+                                           12.45f, 10.34f, 6.051f, 12.45f, 1.733f})};
 
 const dispatch::Registration kRegistered{&kAddRows,     &kSubRows,     &kMulRows,    &kDivRows,
                                          &kSqrtRows,    &kAbsRows,     &kExpLaRows,  &kExpHaRows,
