@@ -5,34 +5,20 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <limits>
 #include <random>
-#include <set>
 #include <vector>
 
+#include "tests/vml/vml_accuracy.h"
 #include "vml/api/vml_frame.h"
-#include "vml/kernels/vml_kernel.h"
 #include "zml_vml.h"
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// |y - e| in units of the last place of the correctly rounded result.
-double ulps(double y, long double e) {
-  const double er = static_cast<double>(e);
-  if (er == 0.0 || std::isinf(er)) return y == er ? 0.0 : kInf;
-  int ex = 0;
-  std::frexp(er, &ex);
-  const long double ulp = std::ldexp(1.0L, std::max(ex - 53, -1074));
-  return static_cast<double>(std::fabs(static_cast<long double>(y) - e) / ulp);
-}
+using zml::test::kInf;
+using zml::test::ulps;
 
 TEST(VmlExp, AccuracySpecialValuesAndStatuses) {
-  const char* env = std::getenv("ZML_TEST_SWEEP");
-  const int n = env != nullptr ? std::atoi(env) : 200000;
+  const int n = zml::test::sweep_size();
   std::mt19937_64 gen(2024);
   std::uniform_real_distribution<double> wide(-745.2, 709.8), near(-2.0, 2.0);
   std::vector<double> x(static_cast<size_t>(n));
@@ -44,25 +30,13 @@ TEST(VmlExp, AccuracySpecialValuesAndStatuses) {
       1.0,          1.0, kInf, 0.0, NAN, 1.0, std::exp(-708.5), std::exp(-740.0), std::exp(709.78),
       std::exp(1.0)};
   for (int a = 0; a < 3; ++a) {
-    std::set<const zml::vml::Variant<zml::vml::unary_fn>*> rows;
-    for (int t = 0; t < zml::vml::kTypes; ++t) {
-      if (const auto* v = zml::vml::kExp.kernels[t + 12 * a]) rows.insert(v);
-    }
     // Type 10 has no kernel; types 1 and 2 run one kernel in every class.
     EXPECT_EQ(zml::vml::kExp.costs[10 + 12 * a], zml::vml::kNoKernelCost);
     EXPECT_EQ(zml::vml::kExp.kernels[10 + 12 * a], nullptr);
     EXPECT_EQ(zml::vml::kExp.kernels[1 + 12 * a], zml::vml::kExp.kernels[1 + 12]);
-    for (const auto* row : rows) {
-      if (!zml::dispatch::isa_usable(row->isa)) continue;
-      std::vector<double> y(x.size());
-      row->kernel(n, x.data(), y.data());
-      double worst = 0.0, at = 0.0;
-      for (int i = 0; i < n; ++i) {
-        const double u = ulps(y[i], std::exp(static_cast<long double>(x[i])));
-        if (u > worst) worst = u, at = x[i];
-      }
-      std::printf("exp class %d row %s: max %.3g ulp at %.17g\n", a + 1, row->name, worst, at);
-      EXPECT_LE(worst, bound[a]) << row->name << " class " << a + 1;
+    for (const auto* row : zml::test::usable_rows(zml::vml::kExp, a)) {
+      const auto ref = [](double v) { return std::exp(static_cast<long double>(v)); };
+      EXPECT_LE(zml::test::worst_ulps(*row, x, ref, "exp", a), bound[a]) << row->name;
 
       double out[10];
       zml::vml::set_status(0);

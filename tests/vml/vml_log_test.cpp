@@ -7,34 +7,21 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <random>
-#include <set>
 #include <vector>
 
+#include "tests/vml/vml_accuracy.h"
 #include "vml/api/vml_frame.h"
-#include "vml/kernels/vml_kernel.h"
 #include "zml_vml.h"
 
 namespace {
 
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-double ulps(double y, long double e) {
-  const double er = static_cast<double>(e);
-  if (er == 0.0 || std::isinf(er)) return y == er ? 0.0 : kInf;
-  int ex = 0;
-  std::frexp(er, &ex);
-  const long double ulp = std::ldexp(1.0L, std::max(ex - 53, -1074));
-  return static_cast<double>(std::fabs(static_cast<long double>(y) - e) / ulp);
-}
+using zml::test::kInf;
+using zml::test::ulps;
 
 TEST(VmlLog, AccuracySpecialValuesAndStatuses) {
-  const char* env = std::getenv("ZML_TEST_SWEEP");
-  const int n = env != nullptr ? std::atoi(env) : 200000;
+  const int n = zml::test::sweep_size();
   std::mt19937_64 gen(2025);
   std::uniform_int_distribution<uint64_t> any(1, 0x7FEFFFFFFFFFFFFFull);
   std::uniform_real_distribution<double> near(-0x1p-6, 0x1p-6);
@@ -53,20 +40,8 @@ TEST(VmlLog, AccuracySpecialValuesAndStatuses) {
                     : std::log10(static_cast<long double>(v));
     };
     for (int a = 0; a < 3; ++a) {
-      std::set<const zml::vml::Variant<zml::vml::unary_fn>*> rows;
-      for (int t = 0; t < zml::vml::kTypes; ++t) rows.insert(fns[f]->kernels[t + 12 * a]);
-      for (const auto* row : rows) {
-        if (!zml::dispatch::isa_usable(row->isa)) continue;
-        std::vector<double> y(x.size());
-        row->kernel(n, x.data(), y.data());
-        double worst = 0.0, at = 0.0;
-        for (int i = 0; i < n; ++i) {
-          const double u = ulps(y[i], ref(x[i]));
-          if (u > worst) worst = u, at = x[i];
-        }
-        std::printf("%s class %d row %s: max %.3g ulp at %.17g\n", fns[f]->name, a + 1, row->name,
-                    worst, at);
-        EXPECT_LE(worst, bound[a]) << row->name << " class " << a + 1;
+      for (const auto* row : zml::test::usable_rows(*fns[f], a)) {
+        EXPECT_LE(zml::test::worst_ulps(*row, x, ref, fns[f]->name, a), bound[a]) << row->name;
 
         double out[8];
         zml::vml::set_status(0);
