@@ -8,20 +8,7 @@
 
 namespace zml::blas {
 
-namespace {
-
-struct RealElem {
-  using Row = dgemm_variant;
-  using Scalar = double;
-  static constexpr int64_t kWords = 1;
-  static constexpr double kOne = 1.0;
-  static void pack(dgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
-                   bool k_contiguous, bool /*conj*/, double* dst) {
-    fn(x, ld, rows, k, k_contiguous, dst);
-  }
-};
-
-}  // namespace
+using gemm_blocked::RealElem;
 
 const dgemm_variant& dgemm_active_variant() { return kDgemmTable.get(); }
 

@@ -20,6 +20,9 @@ namespace zml::blas {
 
 namespace {
 
+using gemm_blocked::ComplexElem;
+using gemm_blocked::RealElem;
+
 // A member's packing buffer: grown to the largest product it meets, kept
 // for all of them, released when the member is done.
 class PackBuffer {
@@ -40,29 +43,6 @@ class PackBuffer {
  private:
   double* p_ = nullptr;
   int64_t cap_ = 0;
-};
-
-struct RealElem {
-  using Row = dgemm_variant;
-  using Scalar = double;
-  static constexpr int64_t kWords = 1;
-  static constexpr double kOne = 1.0;
-  static void pack(dgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
-                   bool k_contiguous, bool /*conj*/, double* dst) {
-    fn(x, ld, rows, k, k_contiguous, dst);
-  }
-};
-
-struct ComplexElem {
-  using Row = zgemm_variant;
-  using Scalar = const double*;
-  static constexpr int64_t kWords = 2;
-  static constexpr double kOneValue[2] = {1.0, 0.0};
-  static constexpr const double* kOne = kOneValue;
-  static void pack(zgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
-                   bool k_contiguous, bool conj, double* dst) {
-    fn(x, ld, rows, k, k_contiguous, conj, dst);
-  }
 };
 
 // The blocked loops on the member's buffer, with the blocking the

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The single-thread blocked multiply (nc -> kc -> mc -> micro-tiles), written
-// once for real and complex elements. Each driver supplies a traits type:
+// once for real and complex elements, through a traits type (RealElem and
+// ComplexElem below; a driver may extend them):
 //   Row      the variant row (ukernel, mr, nr, pack_a, pack_b, cache shares);
 //   Scalar   how alpha and beta travel (double, or a pointer to a (re, im) pair);
 //   kWords   doubles per element (1 or 2);
@@ -12,9 +13,36 @@
 
 #include <cstdint>
 
+#include "blas/kernels/gemm_kernel.h"
+#include "blas/kernels/zgemm_kernel.h"
 #include "service/service.h"
 
 namespace zml::blas::gemm_blocked {
+
+// The two element types' traits, for every driver that runs these loops.
+struct RealElem {
+  using Row = dgemm_variant;
+  using Scalar = double;
+  static constexpr int64_t kWords = 1;
+  static constexpr double kOne = 1.0, kMinusOne = -1.0;
+  static void pack(dgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
+                   bool k_contiguous, bool /*conj*/, double* dst) {
+    fn(x, ld, rows, k, k_contiguous, dst);
+  }
+};
+
+struct ComplexElem {
+  using Row = zgemm_variant;
+  using Scalar = const double*;
+  static constexpr int64_t kWords = 2;
+  static constexpr double kOneValue[2] = {1.0, 0.0}, kMinusOneValue[2] = {-1.0, 0.0};
+  static constexpr const double* kOne = kOneValue;
+  static constexpr const double* kMinusOne = kMinusOneValue;
+  static void pack(zgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
+                   bool k_contiguous, bool conj, double* dst) {
+    fn(x, ld, rows, k, k_contiguous, conj, dst);
+  }
+};
 
 inline int64_t clamp64(int64_t v, int64_t lo, int64_t hi) {
   return v < lo ? lo : (v > hi ? hi : v);

@@ -21,15 +21,7 @@ namespace {
 
 // The traits of gemm_blocked (the row, how alpha and beta travel, packing)
 // and what the solve adds for each element type.
-struct Real {
-  using Row = dgemm_variant;
-  using Scalar = double;
-  static constexpr int64_t kWords = 1;
-  static constexpr double kOne = 1.0, kMinusOne = -1.0;
-  static void pack(dgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
-                   bool k_contiguous, bool /*conj*/, double* dst) {
-    fn(x, ld, rows, k, k_contiguous, dst);
-  }
+struct Real : gemm_blocked::RealElem {
   static const Row& gemm_row() { return dgemm_active_variant(); }
   static const trsm_variant& leaf_row() { return kDtrsmTable.get(); }
   static void gemm_alone(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a,
@@ -45,17 +37,7 @@ struct Real {
   static bool is_one(const double* alpha) { return alpha[0] == 1.0; }
 };
 
-struct Complex {
-  using Row = zgemm_variant;
-  using Scalar = const double*;
-  static constexpr int64_t kWords = 2;
-  static constexpr double kOneValue[2] = {1.0, 0.0}, kMinusOneValue[2] = {-1.0, 0.0};
-  static constexpr const double* kOne = kOneValue;
-  static constexpr const double* kMinusOne = kMinusOneValue;
-  static void pack(zgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
-                   bool k_contiguous, bool conj, double* dst) {
-    fn(x, ld, rows, k, k_contiguous, conj, dst);
-  }
+struct Complex : gemm_blocked::ComplexElem {
   static const Row& gemm_row() { return zgemm_active_variant(); }
   static const trsm_variant& leaf_row() { return kZtrsmTable.get(); }
   static void gemm_alone(int32_t ta, int32_t tb, int64_t m, int64_t n, int64_t k, const double* a,

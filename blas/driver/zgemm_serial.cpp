@@ -9,21 +9,7 @@
 
 namespace zml::blas {
 
-namespace {
-
-struct ComplexElem {
-  using Row = zgemm_variant;
-  using Scalar = const double*;
-  static constexpr int64_t kWords = 2;
-  static constexpr double kOneValue[2] = {1.0, 0.0};
-  static constexpr const double* kOne = kOneValue;
-  static void pack(zgemm_pack_fn fn, const double* x, int64_t ld, int64_t rows, int64_t k,
-                   bool k_contiguous, bool conj, double* dst) {
-    fn(x, ld, rows, k, k_contiguous, conj, dst);
-  }
-};
-
-}  // namespace
+using gemm_blocked::ComplexElem;
 
 const zgemm_variant& zgemm_active_variant() { return kZgemmTable.get(); }
 
