@@ -105,8 +105,15 @@ ChildResult run_child(const std::string& name, const std::map<std::string, std::
     si.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     si.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     PROCESS_INFORMATION pi{};
-    const BOOL started = CreateProcessA(exe.c_str(), cmd.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                        nullptr, &si, &pi);
+    // Starting a process can fail now and then under Wine when other test
+    // programs start at the same moment; a start (never a result) is retried.
+    BOOL started = FALSE;
+    for (int attempt = 0; attempt < 3 && !started; ++attempt) {
+      if (attempt > 0) Sleep(200);
+      started = CreateProcessA(exe.c_str(), cmd.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                               &si, &pi);
+    }
+    if (!started) r.out = "CreateProcess failed: error " + std::to_string(GetLastError());
     CloseHandle(wr);
     if (started) {
       char buf[4096];
